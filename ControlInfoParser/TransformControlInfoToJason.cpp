@@ -1,0 +1,4 @@
+// Placeholder until the agent is built: leaves every parameter as it is.
+#include "host/Agent.h"
+
+extern "C" void TransformControlInfoToJason(void*, void*, qm::IVelEntity*, qm::IUnknown*, qm::AgentParameters&) {}

@@ -1,0 +1,5 @@
+// Placeholder until the agent is built: leaves every parameter as it is.
+#include "host/Agent.h"
+
+extern "C" void GenerateSVGWithAnnotations(void*, void*, qm::IVelEntity*, qm::IUnknown*, qm::AgentParameters&) {}
+extern "C" void GenerateSVGWithAnnotationsCustomizationAgent(void*, void*, qm::IVelEntity*, qm::IUnknown*, qm::AgentParameters&) {}

@@ -1,0 +1,22 @@
+# Helpers that keep module CMakeLists files to a few lines.
+
+# orv_module_sources(file...): adds library sources of the current module.
+function(orv_module_sources)
+  list(TRANSFORM ARGN PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
+  target_sources(orv_objects PRIVATE ${ARGN})
+endfunction()
+
+# orv_unit_test(name file...): a GoogleTest program linked against the module
+# code and the host emulator, registered with CTest under `name`.
+function(orv_unit_test name)
+  if(NOT ORV_TESTS)
+    return()
+  endif()
+  add_executable(${name} ${ARGN})
+  target_compile_options(${name} PRIVATE ${ORV_WARNINGS})
+  target_link_libraries(${name} PRIVATE orv_static QmEmulator GTest::gmock GTest::gtest_main)
+  target_compile_definitions(${name} PRIVATE
+    ORV_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+    ORV_SHARED_DIR="${PROJECT_SOURCE_DIR}/../shared")
+  add_test(NAME ${name} COMMAND ${name} WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
+endfunction()

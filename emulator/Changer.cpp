@@ -1,0 +1,5 @@
+#include "emulator/Changer.h"
+
+namespace qmdll {
+Changer defaultChanger;
+}  // namespace qmdll
