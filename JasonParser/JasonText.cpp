@@ -1,5 +1,3 @@
-// The client's JSON text of the current SVG annotation request, handed from
-// GenerateSVGWithAnnotations to its customization agent. Exported by the plug-in.
-#include <string>
+#include "JasonParser/JasonText.h"
 
-__attribute__((visibility("default"))) std::string g_strJasonText;
+std::string g_strJasonText;
