@@ -1,0 +1,31 @@
+#include "emulator/Access.h"
+
+#include "emulator/HostMonitor.h"
+
+namespace qmemu {
+
+qm::Status MessageList::QueryInterface(const qm::InterfaceId& id, void** object) {
+  HostMonitor::Instance().Enter("QueryInterface", "IVelMessageList");
+  if (id == qm::IVelMessageList::guid || id == qm::IUnknown::guid) {
+    *object = static_cast<qm::IVelMessageList*>(this);
+    return 0;
+  }
+  return 1;
+}
+
+qm::Status ModelAccess::QueryInterface(const qm::InterfaceId& id, void** object) {
+  HostMonitor::Instance().Enter("QueryInterface", "ModelAccess");
+  if (!answersAccess_) return 1;
+  if (id == qm::IVelModelAccess::guid || id == qm::IUnknown::guid) {
+    *object = static_cast<qm::IVelModelAccess*>(this);
+    return 0;
+  }
+  return 1;
+}
+
+qm::IVelMessageList* ModelAccess::GetMessageList() {
+  HostMonitor::Instance().Enter("GetMessageList");
+  return &messages_;
+}
+
+}  // namespace qmemu

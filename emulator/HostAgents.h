@@ -1,0 +1,63 @@
+// The registry of host agents the emulator implements in C++.
+//
+// Adding a host agent is a few lines in a file of its own:
+//
+//   namespace {
+//   void GetImageIndex(qmemu::HostAgentCall& call) { ... }
+//   const qmemu::HostAgentRegistration reg{
+//       "@VELExtensionManagement@GetImageIndex",
+//       {{"index", qmemu::ParamKind::Integer, false}}, GetImageIndex};
+//   }
+//
+// Every registered agent is declared in each new model under its path
+// (unless the model file omits it), and InvokeAgent on that declaration runs
+// the body. A body reads and writes the parameters in place; it may throw.
+#ifndef EMULATOR_HOSTAGENTS_H_
+#define EMULATOR_HOSTAGENTS_H_
+
+#include <string>
+#include <vector>
+
+#include "emulator/Parameters.h"
+#include "host/AgentParameter.h"
+
+namespace qmemu {
+
+class Model;
+class Entity;
+
+// What a host agent body is given.
+struct HostAgentCall {
+  Model& model;
+  Entity* context;  // may be null
+  qm::AgentParameters& parameters;
+};
+
+typedef void (*HostAgentBody)(HostAgentCall& call);
+
+struct HostAgentSpec {
+  std::string path;  // "@Package@Name"
+  std::vector<FormalParameter> formals;
+  HostAgentBody body;
+};
+
+// All registered host agents, in registration order.
+const std::vector<HostAgentSpec>& HostAgents();
+// The agent registered under `path`, or null.
+const HostAgentSpec* FindHostAgent(const std::string& path);
+
+// Registers an agent at static-initialisation time.
+struct HostAgentRegistration {
+  HostAgentRegistration(std::string path, std::vector<FormalParameter> formals, HostAgentBody body);
+};
+
+// The plug-in's own agents: their declarations under "@OrvServer@".
+struct PluginAgentSpec {
+  const char* name;
+  std::vector<FormalParameter> formals;
+};
+const std::vector<PluginAgentSpec>& PluginAgents();
+
+}  // namespace qmemu
+
+#endif  // EMULATOR_HOSTAGENTS_H_

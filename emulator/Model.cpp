@@ -1,0 +1,285 @@
+#include "emulator/Model.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "emulator/HostMonitor.h"
+#include "emulator/Plugin.h"
+
+namespace qmemu {
+namespace {
+
+struct PredefinedEntity {
+  const char* path;
+  const char* meta;
+};
+
+const std::vector<PredefinedEntity>& PredefinedTable() {
+  static const std::vector<PredefinedEntity> table = {
+      {"@Predefined@ExternalObject", "ExternalObject"},
+      {"@Predefined@trace", "Stereotype"},
+      {"@Predefined@satisfy", "Stereotype"},
+      {"@Predefined@verify", "Stereotype"},
+      {"@Predefined@refine", "Stereotype"},
+      {"@Predefined@copy", "Stereotype"},
+      {"@Predefined@deriveReqt", "Stereotype"},
+      {"@Predefined@externalObjectReference", "Stereotype"},
+      {"@VELLinks@HYPERLINK", "Stereotype"},
+      {"@VELLineStyles@automaticLineStyle", "Stereotype"},
+  };
+  return table;
+}
+
+// Splits "@Package@Name" into its two segments; false for another shape.
+bool SplitPath(const std::string& path, std::string& package, std::string& name) {
+  if (path.size() < 4 || path[0] != '@') return false;
+  std::size_t second = path.find('@', 1);
+  if (second == std::string::npos || second == 1 || second + 1 == path.size()) return false;
+  package = path.substr(1, second - 1);
+  name = path.substr(second + 1);
+  return true;
+}
+
+}  // namespace
+
+const std::vector<std::string>& PredefinedPaths() {
+  static const std::vector<std::string> paths = [] {
+    std::vector<std::string> p;
+    for (const PredefinedEntity& e : PredefinedTable()) p.push_back(e.path);
+    return p;
+  }();
+  return paths;
+}
+
+Model::Model(const std::string& rootGuid, const std::string& rootMeta, const std::string& rootName) {
+  root_.reset(new Entity(*this, metaClasses_.Has(rootMeta) ? rootMeta : "Model", rootGuid));
+  root_->seq_ = nextGuid_++;
+  byGuid_[rootGuid] = root_.get();
+  order_[root_->seq_] = root_.get();
+  root_->setValue("Name", rootName);
+}
+
+Model::~Model() = default;
+
+// ---- host operations ----
+
+qm::Status Model::QueryInterface(const qm::InterfaceId& id, void** object) {
+  HostMonitor::Instance().Enter("QueryInterface", id == qm::IVelEntity::guid ? "IVelEntity" : "IVelModel");
+  if (id == qm::IVelModel::guid || id == qm::IUnknown::guid) {
+    *object = static_cast<qm::IVelModel*>(this);
+    return 0;
+  }
+  if (id == qm::IVelEntity::guid) {
+    *object = root_->asEntity();
+    return 0;
+  }
+  return 1;
+}
+
+qm::IVelEntity* Model::FindEntity(const std::string& name) {
+  HostMonitor::Instance().Enter("FindEntity", name);
+  Entity* entity = find(name);
+  return entity == nullptr ? nullptr : entity->asEntity();
+}
+
+qm::IVelEntity* Model::CreateEntity(const std::string& metaClass) {
+  HostMonitor::Instance().Enter("CreateEntity", metaClass);
+  if (HostMonitor::Instance().CreationFails()) return nullptr;
+  Entity* entity = create(metaClass);
+  return entity == nullptr ? nullptr : entity->asEntity();
+}
+
+qm::Status Model::ParseExpressionText(const std::string& text, qm::EntityList& entities,
+                                      const std::string& metaClass) {
+  HostMonitor::Instance().Enter("ParseExpressionText", text);
+  ParseHostExpression(*this, text, entities, metaClass);
+  return 0;
+}
+
+qm::Status Model::InvokeAgent(qm::IVelEntity* agent, qm::IVelEntity* context, qm::AgentParameters& parameters) {
+  Entity* declaration = Entity::From(agent);
+  HostMonitor::Instance().Enter("InvokeAgent", declaration == nullptr ? "" : declaration->guid());
+  return runAgent(declaration, Entity::From(context), parameters);
+}
+
+// ---- emulator API ----
+
+qm::Status Model::runAgent(Entity* agent, Entity* context, qm::AgentParameters& parameters) {
+  if (agent == nullptr || &agent->model() != this) return 1;
+  const std::string& path = agent->guid();
+  if (const HostAgentSpec* spec = FindHostAgent(path)) {
+    HostAgentCall call{*this, context, parameters};
+    spec->body(call);
+    return 0;
+  }
+  static const std::string pluginPackage = "@OrvServer@";
+  if (plugin_ != nullptr && path.compare(0, pluginPackage.size(), pluginPackage) == 0) {
+    QmAgentFunction* function = plugin_->Find(path.substr(pluginPackage.size()));
+    if (function == nullptr) return 1;
+    // The host's own first two arguments mean nothing to the plug-in.
+    function(nullptr, nullptr, context == nullptr ? nullptr : context->asEntity(), &access_, parameters);
+    return 0;
+  }
+  return 1;
+}
+
+void Model::addPredefined(const std::set<std::string>& omit) {
+  for (const PredefinedEntity& e : PredefinedTable()) {
+    if (omit.count(e.path) != 0) continue;
+    std::string package, name;
+    SplitPath(e.path, package, name);
+    Entity* owner = find("@" + package);
+    if (owner == nullptr) {
+      owner = create("Package", "@" + package);
+      owner->setValue("Name", package);
+    }
+    Entity* entity = create(e.meta, e.path, owner);
+    if (entity != nullptr) entity->setValue("Name", name);
+  }
+  for (const HostAgentSpec& spec : HostAgents()) {
+    if (omit.count(spec.path) == 0) declareAgent(spec.path, spec.formals);
+  }
+  for (const PluginAgentSpec& spec : PluginAgents()) {
+    std::string path = std::string("@OrvServer@") + spec.name;
+    if (omit.count(path) == 0 && find(path) == nullptr) declareAgent(path, spec.formals);
+  }
+}
+
+Entity* Model::declareAgent(const std::string& path, const std::vector<FormalParameter>& formals) {
+  std::string package, name;
+  if (!SplitPath(path, package, name) || byGuid_.count(path) != 0) return nullptr;
+  Entity* owner = find("@" + package);
+  if (owner == nullptr) {
+    owner = create("Package", "@" + package);
+    owner->setValue("Name", package);
+  }
+  Entity* declaration = create("AgentDeclaration", path, owner);
+  declaration->setValue("Name", name);
+  for (const FormalParameter& f : formals) {
+    Entity* p = create("FormalParameter", "", declaration);
+    p->setValue("Name", f.name);
+    p->setValue("Kind", ParamKindName(f.kind));
+    p->setValue("Optional", f.optional ? "true" : "false");
+    declaration->append("Parameter", p);
+  }
+  return declaration;
+}
+
+Entity* Model::find(const std::string& name) const {
+  auto it = byGuid_.find(name);
+  if (it != byGuid_.end()) return it->second;
+  return findByPath(name);
+}
+
+Entity* Model::findByPath(const std::string& path) const {
+  std::string package, name;
+  if (!SplitPath(path, package, name)) return nullptr;
+  for (const auto& entry : order_) {
+    Entity* e = entry.second;
+    if (e->owner() != nullptr && e->name() == name && e->owner()->name() == package) return e;
+  }
+  return nullptr;
+}
+
+Entity* Model::create(const std::string& metaClass, const std::string& guid, Entity* owner) {
+  if (!metaClasses_.Has(metaClass)) return nullptr;
+  std::string id = guid;
+  if (id.empty()) {
+    do {
+      id = "emu-" + std::to_string(nextGuid_++);
+    } while (byGuid_.count(id) != 0);
+  } else if (byGuid_.count(id) != 0) {
+    return nullptr;
+  }
+  std::unique_ptr<Entity> entity(new Entity(*this, metaClass, id));
+  entity->seq_ = nextGuid_++;
+  Entity* raw = entity.get();
+  byGuid_[id] = raw;
+  order_[raw->seq_] = raw;
+  return adopt(std::move(entity), owner);
+}
+
+Entity* Model::adopt(std::unique_ptr<Entity> entity, Entity* owner) {
+  Entity* raw = entity.get();
+  if (owner != nullptr) {
+    raw->owner_ = owner;
+    owner->owned_.push_back(std::move(entity));
+  } else if (raw->meta() == "Package" && !raw->guid().empty() && raw->guid()[0] == '@') {
+    library_.push_back(std::move(entity));
+  } else {
+    unattached_.push_back(std::move(entity));
+  }
+  return raw;
+}
+
+std::unique_ptr<Entity> Model::release(Entity* entity) {
+  auto take = [entity](std::vector<std::unique_ptr<Entity>>& from) -> std::unique_ptr<Entity> {
+    // Search from the back: the entity released is usually the newest.
+    for (auto it = from.rbegin(); it != from.rend(); ++it) {
+      if (it->get() == entity) {
+        std::unique_ptr<Entity> held = std::move(*it);
+        from.erase(std::next(it).base());
+        return held;
+      }
+    }
+    return nullptr;
+  };
+  if (entity->owner_ != nullptr) {
+    std::unique_ptr<Entity> held = take(entity->owner_->owned_);
+    entity->owner_ = nullptr;
+    return held;
+  }
+  return take(unattached_);
+}
+
+void Model::unregister(Entity* entity) {
+  auto it = byGuid_.find(entity->guid());
+  if (it != byGuid_.end() && it->second == entity) byGuid_.erase(it);
+  order_.erase(entity->seq_);
+}
+
+void Model::destroy(Entity* entity) {
+  if (entity == nullptr || entity == root_.get()) return;
+  std::vector<Entity*> subtree{entity};
+  for (std::size_t i = 0; i < subtree.size(); ++i) {
+    for (const auto& child : subtree[i]->owned_) subtree.push_back(child.get());
+  }
+  std::unordered_set<Entity*> doomed(subtree.begin(), subtree.end());
+  for (Entity* e : subtree) {
+    for (const auto& ref : e->references_) {
+      if (!doomed.count(ref.second)) ref.second->forgetReferrer(e);
+    }
+    for (const auto& list : e->lists_) {
+      for (Entity* t : list.second) {
+        if (!doomed.count(t)) t->forgetReferrer(e);
+      }
+    }
+    for (const auto& arg : e->arguments_) {
+      if (!doomed.count(arg.second)) arg.second->forgetReferrer(e);
+    }
+    for (const auto& link : e->referrers_) {
+      if (!doomed.count(link.second)) link.second->forgetReferencesTo(e);
+    }
+    unregister(e);
+  }
+  std::unique_ptr<Entity> held = release(entity);
+  if (held == nullptr) {  // a library package
+    for (auto it = library_.begin(); it != library_.end(); ++it) {
+      if (it->get() == entity) {
+        held = std::move(*it);
+        library_.erase(it);
+        break;
+      }
+    }
+  }
+  // `held` frees the subtree here.
+}
+
+std::vector<Entity*> Model::entities() const {
+  std::vector<Entity*> all;
+  all.reserve(order_.size());
+  for (const auto& entry : order_) all.push_back(entry.second);
+  return all;
+}
+
+}  // namespace qmemu

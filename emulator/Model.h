@@ -1,0 +1,115 @@
+// The emulated model: the host's IVelModel over an in-memory entity store.
+//
+// A Model owns every entity in it: the root entity and its owned subtree,
+// the host's predefined library (stereotypes and agent declarations, each
+// with its path as GUID), and entities created but not yet attached.
+// Entities are found by GUID or by qualified path "@Package@Name".
+//
+// The public host operations report to the HostMonitor; the lower-case API
+// is the emulator's own and is not counted.
+#ifndef EMULATOR_MODEL_H_
+#define EMULATOR_MODEL_H_
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "emulator/Access.h"
+#include "emulator/Entity.h"
+#include "emulator/HostAgents.h"
+#include "emulator/MetaClasses.h"
+#include "host/AgentParameter.h"
+#include "host/VelInterfaces.h"
+
+namespace qmemu {
+
+class Plugin;
+
+// The paths of the host's predefined entities that a model holds unless its
+// file omits them (the agent declarations are added separately).
+const std::vector<std::string>& PredefinedPaths();
+
+class Model final : public qm::IVelModel {
+ public:
+  // An empty model whose root entity has the given GUID, meta class and name.
+  Model(const std::string& rootGuid = "model-root", const std::string& rootMeta = "Model",
+        const std::string& rootName = "Model");
+  ~Model();
+  Model(const Model&) = delete;
+  Model& operator=(const Model&) = delete;
+
+  // ---- qm::IUnknown and qm::IVelModel (counted) ----
+  qm::Status QueryInterface(const qm::InterfaceId& id, void** object) override;
+  qm::IVelEntity* FindEntity(const std::string& name) override;
+  qm::IVelEntity* CreateEntity(const std::string& metaClass) override;
+  qm::Status ParseExpressionText(const std::string& text, qm::EntityList& entities,
+                                 const std::string& metaClass) override;
+  qm::Status InvokeAgent(qm::IVelEntity* agent, qm::IVelEntity* context, qm::AgentParameters& parameters) override;
+
+  // ---- the emulator's own API ----
+  MetaClasses& metaClasses() { return metaClasses_; }
+  const MetaClasses& metaClasses() const { return metaClasses_; }
+  Entity& root() { return *root_; }
+
+  // Adds the predefined library: the stereotypes and placeholder of
+  // PredefinedPaths(), a declaration for every registered host agent and for
+  // every plug-in agent ("@OrvServer@" + name), except the paths in `omit`.
+  void addPredefined(const std::set<std::string>& omit = {});
+  // Declares an agent under `path` with the given formal parameters.
+  Entity* declareAgent(const std::string& path, const std::vector<FormalParameter>& formals);
+
+  // The entity with GUID `name`, else the one at qualified path `name`, or null.
+  Entity* find(const std::string& name) const;
+  // A new entity. With an owner it is owned by it; without one it is held
+  // by the model until it is attached. An empty GUID gets a generated one.
+  // Null when the GUID is taken or the meta class is unknown.
+  Entity* create(const std::string& metaClass, const std::string& guid = "", Entity* owner = nullptr);
+  // Removes `entity` and its owned subtree, and every reference to them.
+  void destroy(Entity* entity);
+  // Every entity of the model, the predefined library first, in creation order.
+  std::vector<Entity*> entities() const;
+
+  // Runs an agent without counting the call (for host agents that call others).
+  qm::Status runAgent(Entity* agent, Entity* context, qm::AgentParameters& parameters);
+  // The plug-in whose exported agents "@OrvServer@..." declarations run.
+  void setPlugin(const Plugin* plugin) { plugin_ = plugin; }
+  const Plugin* plugin() const { return plugin_; }
+  MessageList& messages() { return messages_; }
+  ModelAccess& access() { return access_; }
+
+  // Host data that the model file gives to host agents, by name (for
+  // instance icon indexes per meta class).
+  std::map<std::string, std::map<std::string, std::string>>& hostData() { return hostData_; }
+
+ private:
+  friend class Entity;
+  Entity* adopt(std::unique_ptr<Entity> entity, Entity* owner);
+  Entity* findByPath(const std::string& path) const;
+  void unregister(Entity* entity);
+  std::unique_ptr<Entity> release(Entity* entity);  // takes it out of its holder
+
+  MetaClasses metaClasses_;
+  std::unique_ptr<Entity> root_;
+  std::vector<std::unique_ptr<Entity>> library_;  // predefined packages (no owner)
+  std::vector<std::unique_ptr<Entity>> unattached_;
+  std::unordered_map<std::string, Entity*> byGuid_;
+  std::map<unsigned long, Entity*> order_;  // by creation number
+  unsigned long nextGuid_ = 1;
+  const Plugin* plugin_ = nullptr;
+  MessageList messages_;
+  ModelAccess access_{messages_};
+  std::map<std::string, std::map<std::string, std::string>> hostData_;
+};
+
+// The host's expression parser behind Model::ParseExpressionText: parses
+// `text` into new entities of meta class `metaClass` owned by nobody yet and
+// appends them to `entities`; appends nothing when the text does not parse.
+void ParseHostExpression(Model& model, const std::string& text, qm::EntityList& entities,
+                         const std::string& metaClass);
+
+}  // namespace qmemu
+
+#endif  // EMULATOR_MODEL_H_
