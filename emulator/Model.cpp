@@ -51,7 +51,12 @@ const std::vector<std::string>& PredefinedPaths() {
   return paths;
 }
 
-Model::Model(const std::string& rootGuid, const std::string& rootMeta, const std::string& rootName) {
+Model::Model(const std::string& rootGuid, const std::string& rootMeta, const std::string& rootName)
+    : Model(MetaClasses(), rootGuid, rootMeta, rootName) {}
+
+Model::Model(MetaClasses metaClasses, const std::string& rootGuid, const std::string& rootMeta,
+             const std::string& rootName)
+    : metaClasses_(std::move(metaClasses)) {
   root_.reset(new Entity(*this, metaClasses_.Has(rootMeta) ? rootMeta : "Model", rootGuid));
   root_->seq_ = nextGuid_++;
   byGuid_[rootGuid] = root_.get();

@@ -37,6 +37,10 @@ class Model final : public qm::IVelModel {
   // An empty model whose root entity has the given GUID, meta class and name.
   Model(const std::string& rootGuid = "model-root", const std::string& rootMeta = "Model",
         const std::string& rootName = "Model");
+  // The same, with a meta-class table prepared beforehand (for a root whose
+  // meta class the model defines itself).
+  Model(MetaClasses metaClasses, const std::string& rootGuid, const std::string& rootMeta,
+        const std::string& rootName);
   ~Model();
   Model(const Model&) = delete;
   Model& operator=(const Model&) = delete;
