@@ -1,0 +1,78 @@
+// Tests of the call log and the fault injector.
+#include "emulator/HostMonitor.h"
+
+#include <gtest/gtest.h>
+
+#include "emulator/Model.h"
+
+namespace qmemu {
+namespace {
+
+class HostMonitorTest : public ::testing::Test {
+ protected:
+  void SetUp() override { monitor.Reset(); }
+  void TearDown() override { monitor.Reset(); }
+  HostMonitor& monitor = HostMonitor::Instance();
+  Model model{"ROOT"};
+};
+
+TEST_F(HostMonitorTest, CountsAndLogsHostOperations) {
+  monitor.SetLogging(true);
+  model.root().IsKindOf("Model");
+  model.FindEntity("ROOT");
+  std::string s;
+  model.root().GetValue("Name", s, 0);
+  model.root().IsKindOf("Package");
+  EXPECT_EQ(monitor.Count(), 4u);
+  EXPECT_EQ(monitor.Count("IsKindOf"), 2u);
+  EXPECT_EQ(monitor.Count("CreateEntity"), 0u);
+  EXPECT_EQ(monitor.Log(), (std::vector<std::string>{"IsKindOf(Model)", "FindEntity(ROOT)", "GetValue(Name)",
+                                                     "IsKindOf(Package)"}));
+  EXPECT_EQ(monitor.LogCount("IsKindOf(Model)"), 1u);
+}
+
+TEST_F(HostMonitorTest, EmulatorOwnApiIsNotCounted) {
+  model.create("Block", "B", &model.root());
+  model.find("B");
+  model.root().isKindOf("Model");
+  EXPECT_EQ(monitor.Count(), 0u);
+}
+
+TEST_F(HostMonitorTest, FailAtThrowsOnTheNthOperationOnce) {
+  monitor.FailAt(2);
+  EXPECT_NO_THROW(model.FindEntity("ROOT"));
+  EXPECT_THROW(model.FindEntity("ROOT"), InjectedFault);
+  EXPECT_NO_THROW(model.FindEntity("ROOT"));
+}
+
+TEST_F(HostMonitorTest, FailOperationThrowsOnTheKthCallOfThatOperation) {
+  monitor.FailOperation("IsKindOf", 2);
+  EXPECT_NO_THROW(model.root().IsKindOf("A"));
+  EXPECT_NO_THROW(model.FindEntity("ROOT"));
+  EXPECT_THROW(model.root().IsKindOf("A"), InjectedFault);
+  EXPECT_NO_THROW(model.root().IsKindOf("A"));
+}
+
+TEST_F(HostMonitorTest, CallLimitStopsEveryFurtherOperation) {
+  monitor.LimitCalls(3);
+  for (int i = 0; i < 3; ++i) EXPECT_NO_THROW(model.root().GetOwner());
+  EXPECT_THROW(model.root().GetOwner(), CallLimitExceeded);
+  EXPECT_THROW(model.FindEntity("x"), CallLimitExceeded);
+  monitor.LimitCalls(0);
+  EXPECT_NO_THROW(model.FindEntity("x"));
+}
+
+TEST_F(HostMonitorTest, ResetForgetsEverything) {
+  monitor.SetLogging(true);
+  monitor.FailAt(1);
+  EXPECT_THROW(model.root().GetOwner(), InjectedFault);
+  monitor.FailAt(5);
+  monitor.Reset();
+  EXPECT_EQ(monitor.Count(), 0u);
+  EXPECT_TRUE(monitor.Log().empty());
+  for (int i = 0; i < 10; ++i) EXPECT_NO_THROW(model.root().GetOwner());
+  EXPECT_TRUE(monitor.Log().empty());  // logging is off again
+}
+
+}  // namespace
+}  // namespace qmemu
