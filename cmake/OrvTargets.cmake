@@ -20,3 +20,21 @@ function(orv_unit_test name)
     ORV_SHARED_DIR="${PROJECT_SOURCE_DIR}/../shared")
   add_test(NAME ${name} COMMAND ${name} WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
 endfunction()
+
+# orv_e2e_test(name file...): a GoogleTest program that drives the real
+# plug-in through the emulated host (dlopen, agents by name) and the
+# command-line tool. It links the emulator only, never the module code.
+function(orv_e2e_test name)
+  if(NOT ORV_TESTS)
+    return()
+  endif()
+  add_executable(${name} ${ARGN})
+  target_compile_options(${name} PRIVATE ${ORV_WARNINGS})
+  target_link_libraries(${name} PRIVATE QmEmulator GTest::gmock GTest::gtest_main)
+  target_compile_definitions(${name} PRIVATE
+    ORV_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+    ORV_PLUGIN_PATH="$<TARGET_FILE:OrvServer>"
+    ORV_HOST_PATH="$<TARGET_FILE:orv-host>")
+  add_dependencies(${name} OrvServer orv-host)
+  add_test(NAME ${name} COMMAND ${name} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+endfunction()

@@ -1,0 +1,58 @@
+// A host session: one model and the plug-in loaded into this process, and a
+// way to run an agent by name as the host does. Used by the command-line
+// tool and by the end-to-end tests.
+#ifndef EMULATOR_SESSION_H_
+#define EMULATOR_SESSION_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "emulator/Model.h"
+#include "emulator/Plugin.h"
+
+namespace qmemu {
+
+// What one agent call left behind.
+struct AgentRun {
+  // The text of every parameter after the call, in order ("" for a
+  // parameter that holds no text).
+  std::vector<std::string> parameters;
+  // Messages the host collected during the call (validation failures).
+  std::vector<std::string> messages;
+};
+
+class Session {
+ public:
+  // Takes ownership of both; `plugin` may be null (host agents only).
+  Session(std::unique_ptr<Model> model, std::unique_ptr<Plugin> plugin);
+  ~Session();
+
+  // Loads the model file and the plug-in. Null, with a message naming the
+  // file and the problem in `error`, when either fails.
+  static std::unique_ptr<Session> Open(const std::string& modelPath, const std::string& pluginPath,
+                                       std::string& error);
+
+  Model& model() { return *model_; }
+  const Plugin* plugin() const { return plugin_.get(); }
+
+  // Runs `agent` — a plug-in agent name ("GetNativeLinkInformation") or a
+  // host agent path ("@VELExtensionManagement@GetImageIndex") — on the
+  // entity `context` (GUID or path; "" = the model's root) with one text
+  // parameter per entry of `texts`. False, with a message in `error`, when
+  // the agent or the entity is unknown; the agent is not run then.
+  bool Run(const std::string& agent, const std::string& context, const std::vector<std::string>& texts,
+           AgentRun& run, std::string& error);
+
+ private:
+  std::unique_ptr<Plugin> plugin_;  // declared first: unloaded after the model is gone
+  std::unique_ptr<Model> model_;
+};
+
+// The declaration path of `agent`: itself when it starts with "@", else
+// "@OrvServer@" + agent.
+std::string AgentPath(const std::string& agent);
+
+}  // namespace qmemu
+
+#endif  // EMULATOR_SESSION_H_

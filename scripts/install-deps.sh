@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs the Debian packages the project needs, when any is missing.
+# Usage: bash scripts/install-deps.sh [demo|all]   (default: all)
+set -euo pipefail
+
+demo_packages=(cmake make g++ binutils nlohmann-json3-dev googletest libgtest-dev libgmock-dev)
+all_packages=("${demo_packages[@]}" g++-multilib libbenchmark-dev rapidjson-dev clang libclang-rt-14-dev
+              librsvg2-bin libxml2-utils)
+
+case "${1:-all}" in
+  demo) wanted=("${demo_packages[@]}") ;;
+  all) wanted=("${all_packages[@]}") ;;
+  *) echo "usage: $0 [demo|all]" >&2; exit 1 ;;
+esac
+
+missing=()
+for p in "${wanted[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+    missing+=("$p")
+  fi
+done
+
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "installing: ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -qq
+  apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi

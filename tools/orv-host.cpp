@@ -1,0 +1,172 @@
+// orv-host: runs an agent of the plug-in (or of the emulated host) on an
+// entity of a model file, as the host would, and prints every parameter
+// after the call and the host's messages.
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "emulator/Session.h"
+
+namespace {
+
+const char kUsage[] =
+    "usage: orv-host [options] MODEL AGENT [PARAMETER...]\n"
+    "\n"
+    "Loads the model file MODEL and the plug-in, runs AGENT on an entity of the\n"
+    "model with one text parameter per PARAMETER, and prints every parameter\n"
+    "after the call, then the host's messages (for instance why validation\n"
+    "refused the call).\n"
+    "\n"
+    "AGENT is a plug-in agent name (GetNativeLinkInformation, ...) or the path\n"
+    "of a host agent (@VELExtensionManagement@GetImageIndex).\n"
+    "\n"
+    "options:\n"
+    "  --context ENTITY   GUID or path (@Package@Name) of the entity the agent\n"
+    "                     runs on; default: the model's root\n"
+    "  --plugin PATH      the plug-in to load; default: libOrvServer.so in the\n"
+    "                     directory of orv-host\n"
+    "  --timeout SECONDS  time limit of the agent call (default 10, 0 = none);\n"
+    "                     an agent that does not return in time ends orv-host\n"
+    "  --print N          print only the text of parameter N, byte for byte\n"
+    "  --help             this text\n"
+    "\n"
+    "exit status: 0 done; 1 usage; 2 model or plug-in could not be loaded;\n"
+    "3 unknown agent or entity, or an exception escaped the agent;\n"
+    "4 the agent did not return in time; 5 the host refused the parameters.\n";
+
+struct Options {
+  std::string model, agent, context, plugin;
+  std::vector<std::string> parameters;
+  double timeout = 10;
+  long print = 0;
+};
+
+std::string DefaultPlugin() {
+  char buffer[4096];
+  ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+  if (n <= 0) return "libOrvServer.so";
+  std::string self(buffer, static_cast<std::size_t>(n));
+  std::size_t slash = self.rfind('/');
+  return (slash == std::string::npos ? std::string(".") : self.substr(0, slash)) + "/libOrvServer.so";
+}
+
+int Usage(const std::string& problem) {
+  std::cerr << "orv-host: " << problem << "\n(see orv-host --help)\n";
+  return 1;
+}
+
+// Parses the command line; returns -1 to go on, else the exit status.
+int ParseOptions(int argc, char** argv, Options& options) {
+  std::vector<std::string> positional;
+  for (int i = 1; i < argc; ++i) {
+    std::string arg = argv[i];
+    auto value = [&](const char* name) -> const char* {
+      if (i + 1 >= argc) return nullptr;
+      (void)name;
+      return argv[++i];
+    };
+    if (arg == "--help" || arg == "-h") {
+      std::cout << kUsage;
+      return 0;
+    } else if (arg == "--context" || arg == "--plugin" || arg == "--timeout" || arg == "--print") {
+      const char* v = value(arg.c_str());
+      if (v == nullptr) return Usage(arg + " needs a value");
+      if (arg == "--context") options.context = v;
+      if (arg == "--plugin") options.plugin = v;
+      if (arg == "--timeout" || arg == "--print") {
+        char* end = nullptr;
+        double number = std::strtod(v, &end);
+        if (end == v || *end != '\0' || !(number >= 0) || number > 1e6) {
+          return Usage(arg + " expects a number from 0 to 1000000, got '" + v + "'");
+        }
+        if (arg == "--timeout") options.timeout = number;
+        if (arg == "--print") options.print = static_cast<long>(number);
+      }
+    } else if (arg == "--") {
+      for (++i; i < argc; ++i) positional.push_back(argv[i]);
+    } else if (arg.size() > 1 && arg[0] == '-' && arg[1] == '-' && positional.size() < 2) {
+      return Usage("unknown option " + arg);
+    } else {
+      positional.push_back(arg);
+    }
+  }
+  if (positional.size() < 2) return Usage("expected a model file and an agent name");
+  options.model = positional[0];
+  options.agent = positional[1];
+  options.parameters.assign(positional.begin() + 2, positional.end());
+  if (options.plugin.empty()) options.plugin = DefaultPlugin();
+  return -1;
+}
+
+// Runs the agent on a thread of its own so that a call that never returns
+// can be given up after the time limit.
+int RunWithTimeLimit(qmemu::Session& session, const Options& options, qmemu::AgentRun& run, std::string& error) {
+  std::mutex mutex;
+  std::condition_variable done;
+  bool finished = false, ok = false;
+  std::thread worker([&] {
+    bool result = session.Run(options.agent, options.context, options.parameters, run, error);
+    std::lock_guard<std::mutex> lock(mutex);
+    ok = result;
+    finished = true;
+    done.notify_one();
+  });
+  std::unique_lock<std::mutex> lock(mutex);
+  if (options.timeout > 0) {
+    auto limit = std::chrono::duration<double>(options.timeout);
+    if (!done.wait_for(lock, limit, [&] { return finished; })) {
+      std::cerr << "orv-host: agent " << options.agent << " did not return within " << options.timeout
+                << " s (use --timeout to allow more)\n";
+      std::cerr.flush();
+      std::_Exit(4);  // the agent's thread cannot be stopped; leave at once
+    }
+  } else {
+    done.wait(lock, [&] { return finished; });
+  }
+  lock.unlock();
+  worker.join();
+  return ok ? 0 : 3;
+}
+
+void PrintRun(const qmemu::AgentRun& run) {
+  for (std::size_t i = 0; i < run.parameters.size(); ++i) {
+    std::cout << "parameter " << (i + 1) << ":\n" << run.parameters[i] << "\n";
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  int status = ParseOptions(argc, argv, options);
+  if (status >= 0) return status;
+  std::string error;
+  std::unique_ptr<qmemu::Session> session = qmemu::Session::Open(options.model, options.plugin, error);
+  if (session == nullptr) {
+    std::cerr << "orv-host: " << error << "\n";
+    return 2;
+  }
+  qmemu::AgentRun run;
+  if (RunWithTimeLimit(*session, options, run, error) != 0) {
+    std::cerr << "orv-host: " << error << "\n";
+    return 3;
+  }
+  if (options.print > 0) {
+    std::size_t n = static_cast<std::size_t>(options.print);
+    if (n > run.parameters.size()) return Usage("--print " + std::to_string(n) + ": the call has fewer parameters");
+    std::cout << run.parameters[n - 1];
+  } else {
+    PrintRun(run);
+  }
+  for (const std::string& message : run.messages) std::cerr << "orv-host: host message: " << message << "\n";
+  return run.messages.empty() ? 0 : 5;
+}
