@@ -73,3 +73,16 @@ TEST(Cli, PrintOptionGivesOneParameterByteForByte) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Cli, TreePrintsTheOwnershipTree) {
+  auto r = orvtest::RunHost("--tree tests/data/minimal.json");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "ROOT  [Model]  \"Minimal\"\n"
+            "  PKG  [Package]  \"Pumps\"\n"
+            "    BLK-PUMP  [Block]  \"Pump\"\n");
+}
+
+}  // namespace

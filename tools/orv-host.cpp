@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "emulator/ModelFile.h"
 #include "emulator/Session.h"
 
 namespace {
@@ -37,6 +38,9 @@ const char kUsage[] =
     "  --timeout SECONDS  time limit of the agent call (default 10, 0 = none);\n"
     "                     an agent that does not return in time ends orv-host\n"
     "  --print N          print only the text of parameter N, byte for byte\n"
+    "  --tree             print the model's entities as a tree (GUID, meta class,\n"
+    "                     name, applied stereotypes) instead of running an agent;\n"
+    "                     AGENT is not needed then\n"
     "  --help             this text\n"
     "\n"
     "exit status: 0 done; 1 usage; 2 model or plug-in could not be loaded;\n"
@@ -48,6 +52,7 @@ struct Options {
   std::vector<std::string> parameters;
   double timeout = 10;
   long print = 0;
+  bool tree = false;
 };
 
 std::string DefaultPlugin() {
@@ -77,6 +82,8 @@ int ParseOptions(int argc, char** argv, Options& options) {
     if (arg == "--help" || arg == "-h") {
       std::cout << kUsage;
       return 0;
+    } else if (arg == "--tree") {
+      options.tree = true;
     } else if (arg == "--context" || arg == "--plugin" || arg == "--timeout" || arg == "--print") {
       const char* v = value(arg.c_str());
       if (v == nullptr) return Usage(arg + " needs a value");
@@ -98,6 +105,11 @@ int ParseOptions(int argc, char** argv, Options& options) {
     } else {
       positional.push_back(arg);
     }
+  }
+  if (options.tree) {
+    if (positional.size() != 1) return Usage("--tree expects a model file and nothing else");
+    options.model = positional[0];
+    return -1;
   }
   if (positional.size() < 2) return Usage("expected a model file and an agent name");
   options.model = positional[0];
@@ -143,6 +155,31 @@ void PrintRun(const qmemu::AgentRun& run) {
   }
 }
 
+// Prints the entity tree below the root, one line per entity, indented by
+// ownership depth. Stereotype instances are shown on their owner's line.
+void PrintTree(qmemu::Model& model) {
+  std::vector<std::pair<const qmemu::Entity*, std::size_t>> pending{{&model.root(), 0}};
+  while (!pending.empty()) {
+    auto [entity, depth] = pending.back();
+    pending.pop_back();
+    std::cout << std::string(2 * depth, ' ') << entity->guid() << "  [" << entity->meta() << "]";
+    if (!entity->name().empty()) std::cout << "  \"" << entity->name() << "\"";
+    for (const qmemu::Entity* instance : entity->stereotypeInstances()) {
+      const qmemu::Entity* stereotype = instance->reference("InstanceOf");
+      if (stereotype != nullptr) std::cout << "  <<" << stereotype->name() << ">>";
+    }
+    std::cout << "\n";
+    const auto& owned = entity->owned();
+    for (auto it = owned.rbegin(); it != owned.rend(); ++it) {
+      const qmemu::Entity* child = it->get();
+      bool isStereotype = child->meta() == "InstanceExpr" && child->owner() == entity &&
+                          child->reference("InstanceOf") != nullptr &&
+                          child->reference("InstanceOf")->meta() == "Stereotype";
+      if (!isStereotype) pending.emplace_back(child, depth + 1);
+    }
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -150,6 +187,15 @@ int main(int argc, char** argv) {
   int status = ParseOptions(argc, argv, options);
   if (status >= 0) return status;
   std::string error;
+  if (options.tree) {
+    std::unique_ptr<qmemu::Model> model = qmemu::LoadModelFile(options.model, error);
+    if (model == nullptr) {
+      std::cerr << "orv-host: " << error << "\n";
+      return 2;
+    }
+    PrintTree(*model);
+    return 0;
+  }
   std::unique_ptr<qmemu::Session> session = qmemu::Session::Open(options.model, options.plugin, error);
   if (session == nullptr) {
     std::cerr << "orv-host: " << error << "\n";
