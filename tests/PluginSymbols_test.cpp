@@ -4,6 +4,7 @@
 // against the emulator: the host's symbols are resolved from the process
 // that loads it.
 #include <cxxabi.h>
+#include <dlfcn.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -62,24 +63,20 @@ std::string Demangle(const std::string& name) {
 
 bool StartsWith(const std::string& text, const std::string& prefix) { return text.compare(0, prefix.size(), prefix) == 0; }
 
-// True for a symbol of the C or C++ runtime (versioned by glibc, libstdc++ or
-// libgcc), of the loader's weak hooks, or of the sanitizer runtimes.
+// True for a symbol of the C or C++ runtime: one that a runtime library of
+// this process (libc, libm, libstdc++, libgcc, the sanitizer runtimes)
+// defines, or one of the loader's weak hooks. The emulator's own symbols do
+// not count, even though this process has loaded it.
 bool IsRuntimeSymbol(const std::string& symbol) {
-  std::size_t at = symbol.find('@');
-  if (at != std::string::npos) {
-    std::string version = symbol.substr(at + 1);
-    for (const char* v : {"GLIBC_", "GLIBCXX_", "CXXABI_", "GCC_"}) {
-      if (StartsWith(version, v)) return true;
-    }
-    return false;
+  const std::string name = symbol.substr(0, symbol.find('@'));
+  for (const char* hook : {"__gmon_start__", "_ITM_deregisterTMCloneTable", "_ITM_registerTMCloneTable"}) {
+    if (name == hook) return true;
   }
-  for (const char* name : {"__gmon_start__", "_ITM_deregisterTMCloneTable", "_ITM_registerTMCloneTable"}) {
-    if (symbol == name) return true;
-  }
-  for (const char* prefix : {"__asan", "__ubsan", "__sanitizer", "__lsan", "__interceptor_"}) {
-    if (StartsWith(symbol, prefix)) return true;
-  }
-  return false;
+  void* address = dlsym(RTLD_DEFAULT, name.c_str());
+  Dl_info info;
+  if (address == nullptr || dladdr(address, &info) == 0 || info.dli_fname == nullptr) return false;
+  const std::string library = info.dli_fname;
+  return library.find("QmEmulator") == std::string::npos && library.find("OrvServer") == std::string::npos;
 }
 
 // True for a host operation declared in host/.
