@@ -10,7 +10,7 @@ void TakeChildren(CCIExpression* node, std::vector<CCIExpression*>& pending) {
   switch (node->kind) {
     case kCIInstanceExpr: {
       auto& args = static_cast<CCIInstanceExpr*>(node)->arguments;
-      pending.insert(pending.end(), args.begin(), args.end());
+      for (CCIExpression* child : args) pending.push_back(child);
       args.clear();
       break;
     }
@@ -22,7 +22,7 @@ void TakeChildren(CCIExpression* node, std::vector<CCIExpression*>& pending) {
     }
     case kCIListExpr: {
       auto& items = static_cast<CCIListExpr*>(node)->items;
-      pending.insert(pending.end(), items.begin(), items.end());
+      for (CCIExpression* child : items) pending.push_back(child);
       items.clear();
       break;
     }
