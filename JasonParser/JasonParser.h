@@ -1,0 +1,71 @@
+#ifndef JASONPARSER_JASONPARSER_H_
+#define JASONPARSER_JASONPARSER_H_
+
+// The JSON parser: turns a JSON text into a tree (JasonTree.h) by scanning it
+// into tokens (JasonScanner.h) and descending recursively over them.
+//
+// A document is an object or an array that uses every token. Containers may
+// nest at most CJasonParser::kMaxDepth deep; a deeper document fails like
+// any other invalid one, so hostile input cannot exhaust the machine stack.
+// Failure is a null result with no message and no position.
+
+#include <vector>
+
+#include "JasonParser/JasonScanner.h"
+#include "JasonParser/JasonTree.h"
+
+// Parses one text. Owns its tokens; not copyable.
+class CJasonParser {
+ public:
+  // The deepest nesting of objects and arrays that parses: a top-level array
+  // holding arrays 511 levels further down parses, one more level fails.
+  static constexpr int kMaxDepth = 512;
+
+  CJasonParser() = default;
+  // Deletes every token, front to back.
+  virtual ~CJasonParser();
+
+  CJasonParser(const CJasonParser&) = delete;
+  CJasonParser& operator=(const CJasonParser&) = delete;
+
+  // Scans `text` into `tokens` and parses them from index 0. Returns a new
+  // root (owned by the caller) whose value is the top object or array, or
+  // null when the text does not scan, is not one object or array, leaves
+  // tokens over, or nests deeper than kMaxDepth. A parser is meant for one
+  // text: tokens are never cleared, so a second call appends to the first
+  // call's tokens and fails. The texts of string and number tokens are moved
+  // into the tree's nodes, so after a parse those tokens hold empty texts.
+  CJasonTreeRoot* ParseJasonText(std::string& text);
+
+  // Each parses one construct starting at token `index`. On success returns a
+  // new node (owned by the caller) and advances `index` past what it used; on
+  // failure returns null, leaves `index` as it was and has deleted whatever
+  // it built.
+  //
+  // The document: "{" or "[" at index 0, and nothing after the value.
+  CJasonTreeRoot* ParseJasonRoot(int& index);
+  // Any value: object, array, string, number or constant.
+  CJasonTreeValue* ParseJasonValue(int& index);
+  // "{" pairs separated by "," "}"; no comma before "}".
+  CJasonTreeObject* ParseJasonObject(int& index);
+  // A string name, ":" and a value.
+  CJasonTreePair* ParseJasonPair(int& index);
+  // "[" values separated by "," "]"; no comma before "]".
+  CJasonTreeArray* ParseJasonArray(int& index);
+  CJasonTreeString* ParseJasonString(int& index);
+  CJasonTreeNumber* ParseJasonNumber(int& index);
+  // "true", "false" or "null".
+  CJasonTreeConst* ParseJasonConst(int& index);
+
+  std::vector<CJasonToken*> tokens;
+
+ private:
+  // The token at `index`, or null when `index` is outside the vector.
+  CJasonToken* TokenAt(int index) const;
+  // True when the token at `index` exists and has `kind`.
+  bool IsKind(int index, CJasonToken::TokenKind kind) const;
+
+  int depth_ = 0;  // objects and arrays open in the current descent
+};
+
+#endif  // JASONPARSER_JASONPARSER_H_
