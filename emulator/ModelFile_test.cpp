@@ -847,6 +847,33 @@ TEST_F(ExampleModelTest, HasHyperlinksOfEveryForm) {
   EXPECT_TRUE(unnamed);
 }
 
+TEST_F(ExampleModelTest, PumpHasAllFourKindsOfLinks) {
+  Entity& pump = Get(*model_, "BLK-PUMP");
+  bool outgoing = false;
+  for (Entity* dependency : pump.list("ClientDependency")) {
+    if (dependency->HasStereotype("@Predefined@satisfy", 1)) outgoing = true;
+  }
+  bool incoming = false;
+  for (const Entity::Link& link : pump.referrers()) {
+    if (link.first == "Supplier" && link.second->HasStereotype("@Predefined@trace", 1)) incoming = true;
+  }
+  bool incomingHyperlink = false;
+  for (Entity* e : model_->entities()) {
+    Entity* url = e->reference("InstanceOf") == &Get(*model_, "@VELLinks@HYPERLINK") ? e->argument("URL") : nullptr;
+    if (url != nullptr && url->value("ValueString") == "vorn:qm:BLK-PUMP") incomingHyperlink = true;
+  }
+  EXPECT_TRUE(outgoing);
+  EXPECT_TRUE(incoming);
+  EXPECT_TRUE(pump.HasStereotype("@VELLinks@HYPERLINK", 1));
+  EXPECT_TRUE(incomingHyperlink);
+}
+
+TEST_F(ExampleModelTest, OneDependencyNamesAnotherElementAsItsClient) {
+  Entity& dependency = Get(*model_, "DEP-TRACE-STATION");
+  EXPECT_EQ(dependency.owner(), &Get(*model_, "BLK-STATION"));
+  EXPECT_EQ(dependency.reference("NonOwningClient"), &Get(*model_, "BLK-PUMP"));
+}
+
 TEST_F(ExampleModelTest, DiagramsHoldSymbolsAndLines) {
   std::size_t diagrams = 0, frames = 0, bezier = 0, transitions = 0;
   for (Entity* e : model_->entities()) {
