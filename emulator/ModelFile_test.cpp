@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <set>
 #include <string>
 #include <vector>
@@ -789,6 +790,36 @@ INSTANTIATE_TEST_SUITE_P(
       name.erase(std::remove_if(name.begin(), name.end(), [](char c) { return c == '-' || c == '.'; }), name.end());
       return name;
     });
+
+// The JSON block under "## A complete example" of the format documentation.
+std::string DocumentedExample() {
+  std::FILE* file = std::fopen((std::string(ORV_SOURCE_DIR) + "/docs/model-format.md").c_str(), "rb");
+  if (file == nullptr) return "";
+  std::string text;
+  char buffer[4096];
+  std::size_t count = 0;
+  while ((count = std::fread(buffer, 1, sizeof buffer, file)) > 0) text.append(buffer, count);
+  std::fclose(file);
+  std::size_t section = text.find("\n## A complete example\n");
+  std::size_t begin = text.find("```json\n", section == std::string::npos ? text.size() : section);
+  if (begin == std::string::npos) return "";
+  begin += 8;
+  std::size_t end = text.find("\n```", begin);
+  return end == std::string::npos ? "" : text.substr(begin, end - begin);
+}
+
+TEST_F(ModelFileTest, TheDocumentedCompleteExampleLoads) {
+  const std::string text = DocumentedExample();
+  ASSERT_FALSE(text.empty());
+  auto model = Load(text);
+  ASSERT_NE(model, nullptr);
+  EXPECT_TRUE(model->FindEntity("BLK-PUMP")->IsKindOf("Block"));
+  EXPECT_EQ(Get(*model, "TC-1").owner(), &Get(*model, "PKG-V"));
+  EXPECT_EQ(Get(*model, "TC-1").name(), "Flow\ttest");
+  EXPECT_EQ(model->FindEntity("@Predefined@deriveReqt"), nullptr);
+  EXPECT_TRUE(model->FindEntity("DEP-2")->HasStereotype("@Predefined@verify", 1));
+  EXPECT_EQ(model->hostData()["icons"]["Pump"], "12");
+}
 
 // ---------------------------------------------------------------------------
 // The bundled example model
