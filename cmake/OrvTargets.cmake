@@ -38,3 +38,16 @@ function(orv_e2e_test name)
   add_dependencies(${name} OrvServer orv-host)
   add_test(NAME ${name} COMMAND ${name} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
 endfunction()
+
+# orv_module(test_name): every .cpp file of the current module directory
+# goes into the module code, except the *_test.cpp files, which make up the
+# GoogleTest program `test_name`. Adding a file needs no CMake edit.
+function(orv_module test_name)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  file(GLOB tests CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
+  if(tests)
+    list(REMOVE_ITEM sources ${tests})
+    orv_unit_test(${test_name} ${tests})
+  endif()
+  target_sources(orv_objects PRIVATE ${sources})
+endfunction()
