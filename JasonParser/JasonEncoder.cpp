@@ -55,9 +55,8 @@ void AppendQuoted(std::string& out, const std::string& text) {
   out += '"';
 }
 
-// Writes a string, number or constant node.
-void EncodeLeaf(const CJasonTreeNode* node, std::string& out, bool compact, int level) {
-  AddSpaces(out, compact, level);
+// Writes a string, number or constant node without indentation.
+void EncodeLeafText(const CJasonTreeNode* node, std::string& out) {
   switch (node->kind) {
     case NodeKind::String:
       AppendQuoted(out, static_cast<const CJasonTreeString*>(node)->text);
@@ -73,7 +72,113 @@ void EncodeLeaf(const CJasonTreeNode* node, std::string& out, bool compact, int 
   }
 }
 
+// Writes a string, number or constant node.
+void EncodeLeaf(const CJasonTreeNode* node, std::string& out, bool compact, int level) {
+  AddSpaces(out, compact, level);
+  EncodeLeafText(node, out);
+}
+
 bool IsContainer(int kind) { return kind == NodeKind::Object || kind == NodeKind::Array; }
+
+// True for a pair missing its name or value: it encodes to nothing.
+bool Vanishes(const CJasonTreeNode* node) {
+  if (node->kind != NodeKind::Pair) return false;
+  const auto* pair = static_cast<const CJasonTreePair*>(node);
+  return pair->name == nullptr || pair->value == nullptr;
+}
+
+// ", " then "\r\n" then the blanks of 64 levels: a line break of the pretty
+// layout, with or without the comma before it, is one slice of this text.
+constexpr std::size_t kBreakLevels = 64;
+constexpr std::size_t kBreakSize = 4 + 4 * kBreakLevels;
+
+struct BreakText {
+  char bytes[kBreakSize];
+  constexpr BreakText() : bytes() {
+    bytes[0] = ',';
+    bytes[1] = ' ';
+    bytes[2] = '\r';
+    bytes[3] = '\n';
+    for (std::size_t i = 4; i < kBreakSize; ++i) bytes[i] = ' ';
+  }
+};
+constexpr BreakText kBreak;
+
+// Pretty layout only: appends ", " if `comma`, then EndLine and
+// AddSpaces(level), in as few appends as possible.
+void AppendBreak(std::string& out, bool comma, int level) {
+  const std::size_t blanks = level > 0 ? static_cast<std::size_t>(level) * 4u : 0;
+  const std::size_t inSlice = blanks < 4 * kBreakLevels ? blanks : 4 * kBreakLevels;
+  if (comma) {
+    out.append(kBreak.bytes, 4 + inSlice);
+  } else {
+    out.append(kBreak.bytes + 2, 2 + inSlice);
+  }
+  if (blanks > inSlice) out.append(blanks - inSlice, ' ');
+}
+
+// The bytes of a leaf's text, without escapes.
+std::size_t LeafSize(const CJasonTreeNode* node) {
+  switch (node->kind) {
+    case NodeKind::String:
+      return static_cast<const CJasonTreeString*>(node)->text.size() + 2;
+    case NodeKind::Number:
+      return static_cast<const CJasonTreeNumber*>(node)->text.size();
+    case NodeKind::Const:
+      return static_cast<const CJasonTreeConst*>(node)->text.size();
+    default:
+      return 0;
+  }
+}
+
+std::size_t Indent(int level) { return level > 0 ? static_cast<std::size_t>(level) * 4u : 0; }
+
+// About the number of bytes the pretty layout of `top` takes (escapes are
+// not counted). Pretty text is mostly indentation, several times the size
+// of the data; reserving it at once saves the copies and the fresh pages of
+// repeated string growth, which cost more than this walk.
+std::size_t EstimatePrettySize(const CJasonTreeNode* top, int topLevel) {
+  std::size_t total = 0;
+  std::vector<std::pair<const CJasonTreeNode*, int>> containers;
+  auto add = [&](const CJasonTreeNode* node, int level) {
+    if (IsContainer(node->kind)) {
+      containers.push_back({node, level});
+    } else {
+      total += Indent(level) + LeafSize(node);
+    }
+  };
+  while (top != nullptr && top->kind == NodeKind::Root) top = static_cast<const CJasonTreeRoot*>(top)->value;
+  if (top == nullptr) return 0;
+  if (top->kind == NodeKind::Pair) {
+    const auto* pair = static_cast<const CJasonTreePair*>(top);
+    if (pair->name == nullptr || pair->value == nullptr) return 0;
+    total += Indent(topLevel) + pair->name->text.size() + 7;
+    add(pair->value, IsContainer(pair->value->kind) ? Deeper(topLevel) : 0);
+  } else {
+    add(top, topLevel);
+  }
+  while (!containers.empty()) {
+    const CJasonTreeNode* node = containers.back().first;
+    const int level = containers.back().second;
+    containers.pop_back();
+    total += 2 * Indent(level) + 5;
+    const int childLevel = Deeper(level);
+    if (node->kind == NodeKind::Array) {
+      for (const CJasonTreeValue* value : static_cast<const CJasonTreeArray*>(node)->values) {
+        total += 4;
+        add(value, childLevel);
+      }
+      continue;
+    }
+    for (const CJasonTreePair* pair : static_cast<const CJasonTreeObject*>(node)->pairs) {
+      total += 4;
+      if (pair->name == nullptr || pair->value == nullptr) continue;
+      total += Indent(childLevel) + pair->name->text.size() + 7;
+      add(pair->value, IsContainer(pair->value->kind) ? Deeper(childLevel) : 0);
+    }
+  }
+  return total;
+}
 
 // A container whose opening bracket has been written.
 struct OpenContainer {
@@ -91,37 +196,43 @@ class Encoder {
 
   // Writes `node` and everything under it.
   void Run(const CJasonTreeNode* node, bool compact, int level) {
-    Begin(node, compact, level);
+    if (!compact) {
+      const std::size_t estimate = EstimatePrettySize(node, level);
+      out_.reserve(out_.size() + estimate + estimate / 16);
+    }
+    Begin(node, compact, level, false);
     while (!open_.empty()) Step();
   }
 
  private:
   // Writes what comes before the node's children; a container is pushed on
-  // the stack so that its children and closing bracket follow.
-  void Begin(const CJasonTreeNode* node, bool compact, int level) {
+  // the stack so that its children and closing bracket follow. `indented`:
+  // the caller has already written the node's indentation.
+  void Begin(const CJasonTreeNode* node, bool compact, int level, bool indented) {
     switch (node->kind) {
       case NodeKind::Root: {
         const CJasonTreeValue* value = static_cast<const CJasonTreeRoot*>(node)->value;
-        if (value != nullptr) Begin(value, compact, level);
+        if (value != nullptr) Begin(value, compact, level, indented);
         break;
       }
       case NodeKind::Pair:
-        BeginPair(static_cast<const CJasonTreePair*>(node), compact, level);
+        BeginPair(static_cast<const CJasonTreePair*>(node), compact, level, indented);
         break;
       case NodeKind::Object: {
         const auto* object = static_cast<const CJasonTreeObject*>(node);
-        Open(node, compact, level, "{ ");
+        Open(node, compact, level, indented, "{ ");
         open_.back().nextPair = object->pairs.begin();
         break;
       }
       case NodeKind::Array: {
         const auto* array = static_cast<const CJasonTreeArray*>(node);
-        Open(node, compact, level, "[ ");
+        Open(node, compact, level, indented, "[ ");
         open_.back().nextValue = array->values.begin();
         break;
       }
       default:
-        EncodeLeaf(node, out_, compact, level);
+        if (!indented) AddSpaces(out_, compact, level);
+        EncodeLeafText(node, out_);
         break;
     }
   }
@@ -129,21 +240,24 @@ class Encoder {
   // The name never gets indentation of its own; a leaf value follows " : "
   // on the same line; a container value starts on a new line one level
   // deeper than the name.
-  void BeginPair(const CJasonTreePair* pair, bool compact, int level) {
+  void BeginPair(const CJasonTreePair* pair, bool compact, int level, bool indented) {
     if (pair->name == nullptr || pair->value == nullptr) return;
-    AddSpaces(out_, compact, level);
-    EncodeLeaf(pair->name, out_, true, 0);
+    if (!indented) AddSpaces(out_, compact, level);
+    EncodeLeafText(pair->name, out_);
     out_.append(" : ", 3);
-    if (IsContainer(pair->value->kind)) {
-      EndLine(out_, compact);
-      Begin(pair->value, compact, Deeper(level));
+    if (!IsContainer(pair->value->kind)) {
+      EncodeLeafText(pair->value, out_);
+    } else if (compact) {
+      Begin(pair->value, compact, Deeper(level), false);
     } else {
-      EncodeLeaf(pair->value, out_, true, 0);
+      AppendBreak(out_, false, Deeper(level));
+      Begin(pair->value, compact, Deeper(level), true);
     }
   }
 
-  void Open(const CJasonTreeNode* node, bool compact, int level, const char* bracket) {
-    AddSpaces(out_, compact, level);
+  void Open(const CJasonTreeNode* node, bool compact, int level, bool indented,
+            const char* bracket) {
+    if (!indented) AddSpaces(out_, compact, level);
     out_.append(bracket, 2);
     open_.push_back(OpenContainer{node, compact, level, false, {}, {}});
   }
@@ -153,19 +267,23 @@ class Encoder {
     OpenContainer& top = open_.back();
     const CJasonTreeNode* child = NextChild(top);
     if (child == nullptr) {
-      const bool isObject = top.node->kind == NodeKind::Object;
-      EndLine(out_, top.compact);
-      AddSpaces(out_, top.compact, top.level);
-      out_ += isObject ? '}' : ']';
+      const char close = top.node->kind == NodeKind::Object ? '}' : ']';
+      if (!top.compact) AppendBreak(out_, false, top.level);
+      out_ += close;
       open_.pop_back();
       return;
     }
-    if (top.anyWritten) out_.append(", ", 2);
+    const bool comma = top.anyWritten;
     top.anyWritten = true;
-    EndLine(out_, top.compact);
     const bool compact = top.compact;
     const int level = Deeper(top.level);
-    Begin(child, compact, level);  // may push onto open_, so `top` is not used after
+    if (compact) {
+      if (comma) out_.append(", ", 2);
+    } else {
+      // A pair that encodes to nothing gets no indentation either.
+      AppendBreak(out_, comma, Vanishes(child) ? 0 : level);
+    }
+    Begin(child, compact, level, !compact);  // may push onto open_: `top` is not used after
   }
 
   // The next member of `top`, advancing its iterator; null after the last.

@@ -203,6 +203,26 @@ TEST(JasonEncoder, PairMissingNameOrValueVanishesButKeepsComma) {
   EXPECT_EQ(Encode(&object, true), "{ \"a\" : \"1\", , \"c\" : \"2\", }");
 }
 
+TEST(JasonEncoder, PairMissingValueVanishesInPrettyLayoutToo) {
+  CJasonTreeObject object;
+  object.pairs.push_back(CreatePairFromStrings("a", "1"));
+  CJasonTreePair* noValue = new CJasonTreePair;
+  noValue->name = CreateStringFromString("b");
+  object.pairs.push_back(noValue);
+  object.pairs.push_back(CreatePairFromStrings("c", "2"));
+  EXPECT_EQ(Encode(&object, false),
+            "{ \r\n"
+            "    \"a\" : \"1\", \r\n"
+            ", \r\n"
+            "    \"c\" : \"2\"\r\n"
+            "}");
+  CJasonTreeArray array;
+  array.values.push_back(new CJasonTreeObject);
+  EXPECT_EQ(Encode(&array, false, 70),
+            std::string(280, ' ') + "[ \r\n" + std::string(284, ' ') + "{ \r\n" +
+                std::string(284, ' ') + "}\r\n" + std::string(280, ' ') + "]");
+}
+
 TEST(JasonEncoder, PairEncodedAloneIndentsOnlyTheName) {
   CJasonTreePair* pair = CreatePairFromStrings("n", "v");
   EXPECT_EQ(Encode(pair, false, 2), "        \"n\" : \"v\"");

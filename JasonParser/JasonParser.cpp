@@ -150,11 +150,11 @@ CJasonTreeArray* CJasonParser::ParseJasonArray(int& index) {
 
 CJasonTreePair* CJasonParser::ParseJasonPair(int& index) {
   int next = index;
-  CJasonTreeString* name = ParseJasonString(next);
+  std::unique_ptr<CJasonTreeString> name(ParseJasonString(next));
   if (name == nullptr) return nullptr;
   std::unique_ptr<CJasonTreePair> pair(new CJasonTreePair);
-  pair->name = name;
   pair->start = name->start;
+  pair->name = name.release();
   if (!IsKind(next, CJasonToken::Colon)) return nullptr;
   ++next;
   CJasonTreeValue* value = ParseJasonValue(next);

@@ -140,9 +140,9 @@ CJasonScanner::~CJasonScanner() = default;
 
 bool CJasonScanner::ScanJasonText(std::string& text, std::vector<CJasonToken*>& tokens) {
   if (text.size() > kMaxTextSize) return false;
-  // About one token per eight bytes in typical documents; growing past the
+  // At most about one token per four bytes in typical documents; growing past the
   // estimate costs only a few reallocations.
-  tokens.reserve(tokens.size() + text.size() / 8 + 1);
+  tokens.reserve(tokens.size() + text.size() / 4 + 1);
   const int size = static_cast<int>(text.size());
   int pos = 0;
   while (pos < size) {

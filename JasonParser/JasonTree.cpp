@@ -93,14 +93,18 @@ CJasonTreePair::~CJasonTreePair() {
 
 CJasonTreeObject::~CJasonTreeObject() {
   ChildReaper reaper;
-  for (CJasonTreePair* pair : pairs) reaper.Release(pair);
-  pairs.clear();
+  while (!pairs.empty()) {
+    reaper.Release(pairs.front());
+    pairs.pop_front();
+  }
 }
 
 CJasonTreeArray::~CJasonTreeArray() {
   ChildReaper reaper;
-  for (CJasonTreeValue* value : values) reaper.Release(value);
-  values.clear();
+  while (!values.empty()) {
+    reaper.Release(values.front());
+    values.pop_front();
+  }
 }
 
 CJasonTreeString* CreateStringFromString(const std::string& text) {
