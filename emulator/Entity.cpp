@@ -221,6 +221,7 @@ void Entity::setValue(const std::string& name, const std::string& value) {
     model_.unregister(this);
     guid_ = value;
     model_.byGuid_[guid_] = this;
+    model_.order_[seq_] = this;
     return;
   }
   values_[name] = value;

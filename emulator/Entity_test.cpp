@@ -200,6 +200,13 @@ TEST_F(EntityTest, DeletingAReferencedEntityClearsTheReference) {
   EXPECT_EQ(dep->GetReferencedEntity("Supplier", 0), nullptr);
 }
 
+TEST_F(EntityTest, ANewGuidKeepsTheEntityFindable) {
+  req->SetValue("Guid", "REQ-NEW", 0, qmdll::defaultChanger);
+  EXPECT_EQ(model.FindEntity("REQ"), nullptr);
+  EXPECT_EQ(model.FindEntity("REQ-NEW"), req->asEntity());
+  EXPECT_EQ(model.FindEntity("@Pumps@Flow"), req->asEntity());
+}
+
 TEST_F(EntityTest, TheRootCannotBeDeleted) {
   model.root().DeleteEntity(qmdll::defaultChanger);
   EXPECT_EQ(model.FindEntity("ROOT"), model.root().asEntity());
