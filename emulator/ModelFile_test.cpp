@@ -920,7 +920,7 @@ TEST_F(ExampleModelTest, DiagramsHoldSymbolsAndLines) {
       EXPECT_NE(e->reference("Diagram"), nullptr) << e->guid();
     }
   }
-  EXPECT_EQ(diagrams, 2u);
+  EXPECT_EQ(diagrams, 3u);
   EXPECT_GE(frames, 1u);
   EXPECT_GE(bezier, 1u);
   EXPECT_GE(transitions, 1u);
