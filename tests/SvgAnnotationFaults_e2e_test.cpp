@@ -4,6 +4,12 @@
 // hold either what it held before or a whole SVG document, and
 // g_strJasonText must be empty afterwards. The sanitize build checks that
 // nothing leaks on any of these paths.
+//
+// One session serves a whole test: each attempt draws a diagram of its own,
+// made afresh (so that the plug-in's cache knows nothing of it), and the
+// trees of earlier attempts are freed once the attempt is over. Diagrams are
+// kept, so that no later diagram can take the address of one the cache
+// still names.
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -17,151 +23,152 @@
 
 namespace {
 
+using qmemu::Entity;
 using qmemu::HostMonitor;
 
-// A diagram with a frame, a symbol with links of three kinds, one with
-// incoming links, and a curved line whose dependency has a hyperlink.
+// Elements with links: BLK (an outgoing dependency: a red marker), REQ (an
+// incoming one: a yellow marker) and DEP (a hyperlink whose name holds "--":
+// a blue marker on the line). Few markers keep the attempts few: every
+// attempt repeats the request up to its fault.
 const char kModel[] = R"({"root": {"guid": "ROOT", "name": "Root", "children": [
   {"guid": "REQ", "meta": "Requirement", "name": "R"},
   {"guid": "BLK", "meta": "Block", "name": "A",
    "children": [{"guid": "DEP", "meta": "Dependency", "in": "ClientDependency", "refs": {"Supplier": "REQ"},
                  "stereotypes": [{"apply": "@Predefined@satisfy"},
-                                 {"apply": "@VELLinks@HYPERLINK", "tags": {"URL": "https://e.org/x", "name": "x--y"}}]}],
-   "stereotypes": [{"apply": "@VELLinks@HYPERLINK", "tags": {"URL": "vorn:qm:REQ", "name": "to R"}}]},
-  {"guid": "DIA", "meta": "Diagram", "name": "D",
-   "stereotypes": [{"apply": "@VELLinks@HYPERLINK", "tags": {"URL": "https://e.org/d"}}],
-   "children": [
-    {"guid": "FRAME", "meta": "FrameSymbol", "values": {"Position": "0 0", "Size": "1000 600"},
-     "refs": {"ModelElement": "ROOT", "Diagram": "DIA"}},
-    {"guid": "SYM-A", "meta": "Symbol", "values": {"Position": "100 100", "Size": "300 200"},
-     "refs": {"ModelElement": "BLK", "Diagram": "DIA"}},
-    {"guid": "SYM-R", "meta": "Symbol", "values": {"Position": "600 100", "Size": "300 200"},
-     "refs": {"ModelElement": "REQ", "Diagram": "DIA"}},
-    {"guid": "LINE", "meta": "TransitionLine", "values": {"SegmentPoints": "400 200 500 100 600 200"},
-     "refs": {"ModelElement": "DEP", "Diagram": "DIA"}}]}]}})";
+                                 {"apply": "@VELLinks@HYPERLINK", "tags": {"URL": "https://e.org/x", "name": "x--y"}}]}]}]}})";
 
-const char kClientJson[] = R"([{"objID": "BLK", "relInfo": {"a": "b--c"}}, {"objID": "DEP"}, {"objID": "DIA"}])";
-
-std::unique_ptr<qmemu::Session> Open() {
-  HostMonitor::Instance().Reset();
-  return orvtest::OpenSessionText(kModel);
-}
-
-std::string ClientText(qmemu::Session& session) {
-  return *static_cast<std::string*>(session.plugin()->FindData("g_strJasonText"));
-}
-
-bool IsWholeSvg(const std::string& text) {
-  const std::string end = "</svg>\n";
-  return text.compare(0, 5, "<svg ") == 0 && text.size() > end.size() &&
-         text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-// Runs the annotation agent with the n-th host operation failing. Checks the
-// rules above; returns true when the n-th operation was reached (so that a
-// later n is worth trying).
-bool RunWithFault(qmemu::Session& session, std::uint64_t n, const std::vector<std::string>& texts,
-                  const std::string& expectedWhole) {
-  HostMonitor& monitor = HostMonitor::Instance();
-  monitor.Reset();
-  monitor.FailAt(n);
-  qmemu::AgentRun run;
-  std::string error;
-  const bool ran = session.Run("GenerateSVGWithAnnotations", "DIA", texts, run, error);
-  const bool reached = monitor.Count() >= n;
-  monitor.Reset();
-  EXPECT_TRUE(ran) << "fault at operation " << n << ": " << error;
-  if (!ran) return false;
-  const std::string& out = run.parameters[1];
-  if (reached) {
-    EXPECT_TRUE(out == "keep" || IsWholeSvg(out)) << "fault at operation " << n << ": " << out.substr(0, 80);
-  } else {
-    EXPECT_EQ(expectedWhole, out) << "no fault reached at operation " << n;
-  }
-  EXPECT_EQ("", ClientText(session)) << "fault at operation " << n;
-  return reached;
-}
-
-// The answer of a fault-free run of `texts` on a fresh session, after
-// `before` requests.
-std::string FaultFree(const std::vector<std::vector<std::string>>& before, const std::vector<std::string>& texts) {
-  auto session = Open();
-  for (const auto& request : before) orvtest::Run(*session, "GenerateSVGWithAnnotations", "DIA", request);
-  return orvtest::Run(*session, "GenerateSVGWithAnnotations", "DIA", texts).parameters[1];
-}
-
-// The number of host operations of a fault-free request up to and
-// including the first one logged as `entry`; 0 when there is none.
-std::uint64_t OperationsUpTo(const std::vector<std::vector<std::string>>& before,
-                             const std::vector<std::string>& texts, const std::string& entry) {
-  auto session = Open();
-  for (const auto& request : before) orvtest::Run(*session, "GenerateSVGWithAnnotations", "DIA", request);
-  HostMonitor::Instance().Reset();
-  HostMonitor::Instance().SetLogging(true);
-  orvtest::Run(*session, "GenerateSVGWithAnnotations", "DIA", texts);
-  const std::vector<std::string> log = HostMonitor::Instance().Log();
-  HostMonitor::Instance().Reset();
-  for (std::size_t i = 0; i < log.size(); ++i) {
-    if (log[i] == entry) return i + 1;
-  }
-  return 0;
-}
-
-// Every operation of a request (or its first `limit` operations, when not
-// 0), after `before` fault-free requests, on a fresh session each time.
-void FaultEveryOperation(const std::vector<std::vector<std::string>>& before, const std::vector<std::string>& texts,
-                         std::uint64_t limit = 0) {
-  const std::string whole = FaultFree(before, texts);
-  ASSERT_TRUE(IsWholeSvg(whole));
-  std::uint64_t n = 1;
-  for (; limit == 0 || n <= limit; ++n) {
-    auto session = Open();
+class SvgAnnotationFaultTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    HostMonitor::Instance().Reset();
+    session = orvtest::OpenSessionText(kModel);
     ASSERT_NE(session, nullptr);
-    for (const auto& request : before) orvtest::Run(*session, "GenerateSVGWithAnnotations", "DIA", request);
-    if (!RunWithFault(*session, n, texts, whole)) break;
-    if (::testing::Test::HasFailure()) break;
   }
-  if (limit == 0) {
-    EXPECT_GT(n, 100u) << "the request should reach many host operations";
-  } else {
-    EXPECT_EQ(limit + 1, n) << "every operation up to the limit should be reached";
+  void TearDown() override { HostMonitor::Instance().Reset(); }
+
+  // A new diagram (GUID returned) with a frame, a symbol for BLK, one for
+  // REQ and a curved line for DEP, made with the emulator's own API.
+  std::string NewDiagram() {
+    qmemu::Model& model = session->model();
+    const std::string k = std::to_string(++diagrams);
+    Entity* diagram = model.create("Diagram", "DIA-" + k, model.find("ROOT"));
+    diagram->setValue("Name", "D");
+    auto present = [&](const char* meta, const std::string& guid, const char* shown, const char* property,
+                       const char* geometry) {
+      Entity* e = model.create(meta, guid + "-" + k, diagram);
+      e->setReference("ModelElement", model.find(shown));
+      e->setReference("Diagram", diagram);
+      e->setValue(property, geometry);
+      return e;
+    };
+    present("FrameSymbol", "FRAME", "ROOT", "Position", "0 0")->setValue("Size", "1000 600");
+    present("Symbol", "SYM-A", "BLK", "Position", "100 100")->setValue("Size", "300 200");
+    present("Symbol", "SYM-R", "REQ", "Position", "600 100")->setValue("Size", "300 200");
+    present("TransitionLine", "LINE", "DEP", "SegmentPoints", "400 200 500 100 600 200");
+    return "DIA-" + k;
   }
+
+  // Frees the tree the host generated last; only the plug-in's cache still
+  // names it, under a diagram that no later attempt uses.
+  void FreeLastTree() {
+    Entity* root = session->model().find(session->model().hostData()["GenerateSVGString"]["lastRoot"]);
+    if (root != nullptr && root->owner() == nullptr) session->model().destroy(root);
+  }
+
+  qmemu::AgentRun Request(const std::string& diagram, const std::vector<std::string>& texts) {
+    return orvtest::Run(*session, "GenerateSVGWithAnnotations", diagram, texts);
+  }
+
+  std::string ClientText() { return *static_cast<std::string*>(session->plugin()->FindData("g_strJasonText")); }
+
+  static bool IsWholeSvg(const std::string& text) {
+    const std::string end = "</svg>\n";
+    return text.compare(0, 5, "<svg ") == 0 && text.size() > end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
+  }
+
+  // Makes `request` (after the fault-free requests `before`) on a new
+  // diagram, with host operation n failing, for n = 1, 2, ... until the
+  // request no longer reaches operation n, or up to `limit` when that is
+  // not 0. Returns the number of operations tried.
+  std::uint64_t FaultEveryOperation(const std::vector<std::vector<std::string>>& before,
+                                    const std::vector<std::string>& request, std::uint64_t limit = 0) {
+    HostMonitor& monitor = HostMonitor::Instance();
+    std::uint64_t n = 1;
+    for (; limit == 0 || n <= limit; ++n) {
+      const std::string diagram = NewDiagram();
+      for (const auto& texts : before) Request(diagram, texts);
+      monitor.Reset();
+      monitor.FailAt(n);
+      qmemu::AgentRun run;
+      std::string error;
+      const bool ran = session->Run("GenerateSVGWithAnnotations", diagram, request, run, error);
+      const bool reached = monitor.Count() >= n;
+      monitor.Reset();
+      FreeLastTree();
+      EXPECT_TRUE(ran) << "fault at operation " << n << ": " << error;
+      if (!ran) break;
+      const std::string& out = run.parameters[1];
+      EXPECT_TRUE(out == "keep" || IsWholeSvg(out)) << "fault at operation " << n << ": " << out.substr(0, 80);
+      if (!reached) {
+        EXPECT_TRUE(IsWholeSvg(out)) << "without a fault the answer is whole";
+      }
+      EXPECT_EQ("", ClientText()) << "fault at operation " << n;
+      if (!reached || HasFailure()) break;
+    }
+    return n;
+  }
+
+  std::unique_ptr<qmemu::Session> session;
+  int diagrams = 0;
+};
+
+const char kClientJson[] = R"([{"objID": "BLK", "relInfo": {"a": "b--c"}}, {"objID": "DEP"}])";
+
+TEST_F(SvgAnnotationFaultTest, FirstRequestSurvivesAFaultAtEveryOperation) {
+  EXPECT_GT(FaultEveryOperation({}, {kClientJson, "keep"}), 500u);
 }
 
-TEST(SvgAnnotationFaultTest, FirstRequestSurvivesAFaultAtEveryOperation) {
-  FaultEveryOperation({}, {kClientJson, "keep"});
-}
-
-TEST(SvgAnnotationFaultTest, CachedRequestSurvivesAFaultAtEveryOperation) {
-  FaultEveryOperation({{"", "x"}}, {kClientJson, "keep"});
+TEST_F(SvgAnnotationFaultTest, CachedRequestSurvivesAFaultAtEveryOperation) {
+  EXPECT_GT(FaultEveryOperation({{"", "x"}}, {kClientJson, "keep"}), 500u);
 }
 
 // A refresh deletes the cached tree and then generates as a first request
-// does; faults from the generator's call on are those of the first request.
-TEST(SvgAnnotationFaultTest, RefreshSurvivesAFaultAtEveryOperationUpToTheGeneration) {
-  const std::vector<std::vector<std::string>> before = {{kClientJson, "x"}};
-  const std::vector<std::string> refresh = {"", "keep", "t"};
-  const std::uint64_t limit = OperationsUpTo(before, refresh, "InvokeAgent(@VELDiagramAgents@GenerateSVGString)");
+// does: the faults from the generator's call on are those tried above.
+TEST_F(SvgAnnotationFaultTest, RefreshSurvivesAFaultAtEveryOperationUpToTheGeneration) {
+  const std::string diagram = NewDiagram();
+  Request(diagram, {kClientJson, "x"});
+  HostMonitor::Instance().Reset();
+  HostMonitor::Instance().SetLogging(true);
+  Request(diagram, {"", "keep", "t"});
+  const std::vector<std::string> log = HostMonitor::Instance().Log();
+  std::uint64_t limit = 0;
+  bool deleted = false;
+  for (std::size_t i = 0; i < log.size() && limit == 0; ++i) {
+    if (log[i] == "DeleteEntity") deleted = true;
+    if (log[i] == "InvokeAgent(@VELDiagramAgents@GenerateSVGString)") limit = i + 1;
+  }
+  ASSERT_TRUE(deleted);
   ASSERT_GT(limit, 0u);
-  FaultEveryOperation(before, refresh, limit);
+  EXPECT_EQ(limit + 1, FaultEveryOperation({{kClientJson, "x"}}, {"", "keep", "t"}, limit));
 }
 
-TEST(SvgAnnotationFaultTest, CustomizationAgentLetsOnlyItsInterruptEscape) {
+TEST_F(SvgAnnotationFaultTest, CustomizationAgentLetsOnlyItsInterruptEscape) {
+  QmAgentFunction* hook = session->plugin()->Find("GenerateSVGWithAnnotationsCustomizationAgent");
+  ASSERT_NE(hook, nullptr);
+  HostMonitor& monitor = HostMonitor::Instance();
   for (std::uint64_t n = 1;; ++n) {
-    auto session = Open();
-    ASSERT_NE(session, nullptr);
-    qmemu::Entity* root = qmemu::BuildDiagramSvg(session->model(), *session->model().find("DIA"));
+    Entity* diagram = session->model().find(NewDiagram());
+    Entity* root = qmemu::BuildDiagramSvg(session->model(), *diagram);
     qm::AgentParameters parameters;
     auto* p = new qmemu::ParameterValue(qmemu::ParamKind::Interface);
     p->unknown = root->asEntity();
     parameters.push_back(p);
-    QmAgentFunction* hook = session->plugin()->Find("GenerateSVGWithAnnotationsCustomizationAgent");
-    HostMonitor& monitor = HostMonitor::Instance();
     monitor.Reset();
     monitor.FailAt(n);
     std::string outcome = "returned";
     try {
-      hook(nullptr, nullptr, session->model().find("DIA")->asEntity(), &session->model().access(), parameters);
+      hook(nullptr, nullptr, diagram->asEntity(), &session->model().access(), parameters);
     } catch (const char* text) {
       outcome = text;
     } catch (...) {
@@ -169,12 +176,14 @@ TEST(SvgAnnotationFaultTest, CustomizationAgentLetsOnlyItsInterruptEscape) {
     }
     const bool reached = monitor.Count() >= n;
     monitor.Reset();
+    if (session->model().find(root->guid()) == root) session->model().destroy(root);
     if (!reached) {
       EXPECT_EQ("Interrupt.", outcome) << "without a fault";
+      EXPECT_GT(n, 500u);
       break;
     }
     EXPECT_TRUE(outcome == "Interrupt." || outcome == "returned") << "fault at operation " << n << ": " << outcome;
-    if (::testing::Test::HasFailure()) break;
+    if (HasFailure()) break;
   }
 }
 

@@ -19,7 +19,9 @@
 // 3. unless interrupted, writes the tree as XML into the third parameter
 //    (compact = false) and deletes it.
 // The first and fourth parameters are not read. On another context entity
-// than a diagram nothing happens. Any other exception of the customization
+// than a diagram nothing happens. The GUID of the last tree built is noted in
+// the model's host data, table "GenerateSVGString", key "lastRoot" (tests
+// use it to free trees that only the plug-in's cache still names). Any other exception of the customization
 // agent passes on to the caller; the tree stays in the model then.
 #include <cstring>
 
@@ -50,6 +52,7 @@ void GenerateSVGString(HostAgentCall& call) {
   if (diagram == nullptr || !diagram->isKindOf("Diagram")) return;
   Model& model = call.model;
   Entity* root = BuildDiagramSvg(model, *diagram);
+  model.hostData()["GenerateSVGString"]["lastRoot"] = root->guid();
 
   qm::AgentParameter* hook = ParameterAt(call.parameters, 1);
   Entity* customization = nullptr;
