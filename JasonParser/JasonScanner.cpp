@@ -40,9 +40,11 @@ bool IsBlank(char byte) { return byte == ' ' || byte == '\n' || byte == '\r' || 
 // eight bytes at a time.
 int SkipBlanks(const char* data, int pos, int size) {
   static const char kEightSpaces[8] = {' ', ' ', ' ', ' ', ' ', ' ', ' ', ' '};
-  while (size - pos >= 8 && std::memcmp(data + pos, kEightSpaces, 8) == 0) pos += 8;
-  while (pos < size && IsBlank(data[pos])) ++pos;
-  return pos;
+  for (;;) {
+    while (size - pos >= 8 && std::memcmp(data + pos, kEightSpaces, 8) == 0) pos += 8;
+    if (pos >= size || !IsBlank(data[pos])) return pos;
+    ++pos;
+  }
 }
 
 // Appends `token` to `tokens` without leaking it if the vector cannot grow.
