@@ -71,6 +71,31 @@ class BufferedOutput {
     }
   }
 
+  // Appends ", " if `comma`, then "\r\n" and `blanks` blanks. Lines are the
+  // bulk of pretty text, so the blanks go in 16-byte stores (the buffer
+  // keeps room for the last store to run past the blanks).
+  void LineBreak(bool comma, std::size_t blanks) {
+    const std::size_t need = 4 + blanks + kBlankStore;
+    if (need > kCapacity - used_) {
+      Flush();
+      if (need > kCapacity) {
+        Put(comma ? ", \r\n" : "\r\n", comma ? 4 : 2);
+        Blanks(blanks);
+        return;
+      }
+    }
+    char* p = buffer_ + used_;
+    if (comma) {
+      std::memcpy(p, ", \r\n", 4);
+      p += 4;
+    } else {
+      std::memcpy(p, "\r\n", 2);
+      p += 2;
+    }
+    for (std::size_t i = 0; i < blanks; i += kBlankStore) std::memcpy(p + i, kBlanks, kBlankStore);
+    used_ = static_cast<std::size_t>(p - buffer_) + blanks;
+  }
+
   void Flush() {
     out_.append(buffer_, used_);
     used_ = 0;
@@ -78,6 +103,9 @@ class BufferedOutput {
 
  private:
   static constexpr std::size_t kCapacity = 8192;
+  static constexpr std::size_t kBlankStore = 16;
+  static constexpr char kBlanks[kBlankStore] = {' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ',
+                                                ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' '};
   std::string& out_;
   std::size_t used_ = 0;
   char buffer_[kCapacity];
@@ -138,14 +166,7 @@ void PutLeafText(BufferedOutput& out, const CJasonTreeNode* node) {
 }
 
 // Pretty layout: ", " if `comma`, then a line end and the blanks of `level`.
-void PutBreak(BufferedOutput& out, bool comma, int level) {
-  if (comma) {
-    out.Put(", \r\n", 4);
-  } else {
-    out.Put("\r\n", 2);
-  }
-  out.Blanks(Indent(level));
-}
+void PutBreak(BufferedOutput& out, bool comma, int level) { out.LineBreak(comma, Indent(level)); }
 
 // The bytes of a leaf's text, without escapes.
 std::size_t LeafSize(const CJasonTreeNode* node) {
@@ -161,51 +182,92 @@ std::size_t LeafSize(const CJasonTreeNode* node) {
   }
 }
 
-// About the number of bytes the pretty layout of `top` takes (escapes are
-// not counted). Pretty text is mostly indentation, several times the size
-// of the data; reserving it at once saves the copies and the fresh pages of
-// repeated string growth, which cost more than this walk.
-std::size_t EstimatePrettySize(const CJasonTreeNode* top, int topLevel) {
-  std::size_t total = 0;
-  std::vector<std::pair<const CJasonTreeNode*, int>> containers;
-  auto add = [&](const CJasonTreeNode* node, int level) {
-    if (IsContainer(node->kind)) {
-      containers.push_back({node, level});
-    } else {
-      total += Indent(level) + LeafSize(node);
-    }
-  };
+// A container whose members the size estimate is walking.
+struct EstimateFrame {
+  const CJasonTreeNode* node;
+  int level;
+  std::list<CJasonTreePair*>::const_iterator nextPair;
+  std::list<CJasonTreeValue*>::const_iterator nextValue;
+};
+
+// Nodes the size estimate visits before it extrapolates.
+constexpr std::size_t kEstimateSample = 4096;
+
+// About the number of bytes the text of `top` takes (escapes are not
+// counted). Reserving the output at once saves the copies and, above all,
+// the fresh pages of repeated string growth; pretty text, mostly
+// indentation, is several times the size of the data. The walk goes in
+// document order; for a large parsed tree it stops after kEstimateSample
+// nodes and scales the bytes so far by the share of the source text they
+// cover (with a margin: reserved but untouched memory costs little, a second
+// growth costs a copy).
+std::size_t EstimateSize(const CJasonTreeNode* top, bool compact, int topLevel) {
+  // Line end before members, closing brackets and a pair's container value.
+  const std::size_t lineEnd = compact ? 0 : 2;
+  auto indent = [compact](int level) { return compact ? 0 : Indent(level); };
   while (top != nullptr && top->kind == NodeKind::Root) {
     top = static_cast<const CJasonTreeRoot*>(top)->value;
   }
   if (top == nullptr) return 0;
+  std::size_t total = 0;
   if (top->kind == NodeKind::Pair) {
     const auto* pair = static_cast<const CJasonTreePair*>(top);
     if (pair->name == nullptr || pair->value == nullptr) return 0;
-    total += Indent(topLevel) + pair->name->text.size() + 7;
-    add(pair->value, IsContainer(pair->value->kind) ? Deeper(topLevel) : 0);
-  } else {
-    add(top, topLevel);
+    total += indent(topLevel) + pair->name->text.size() + 5 + lineEnd;
+    topLevel = IsContainer(pair->value->kind) ? Deeper(topLevel) : 0;
+    top = pair->value;
   }
-  while (!containers.empty()) {
-    const CJasonTreeNode* node = containers.back().first;
-    const int level = containers.back().second;
-    containers.pop_back();
-    total += 2 * Indent(level) + 5;
-    const int childLevel = Deeper(level);
-    if (node->kind == NodeKind::Array) {
-      for (const CJasonTreeValue* value : static_cast<const CJasonTreeArray*>(node)->values) {
-        total += 4;
-        add(value, childLevel);
+  if (!IsContainer(top->kind)) return total + indent(topLevel) + LeafSize(top);
+
+  const long long span = static_cast<long long>(top->end) - top->start;
+  std::size_t visited = 0;
+  std::vector<EstimateFrame> open;
+  auto enter = [&](const CJasonTreeNode* node, int level) {
+    ++visited;
+    if (!IsContainer(node->kind)) {
+      total += indent(level) + LeafSize(node);
+      return;
+    }
+    total += 2 * indent(level) + 3 + lineEnd;
+    EstimateFrame frame{node, level, {}, {}};
+    if (node->kind == NodeKind::Object) {
+      frame.nextPair = static_cast<const CJasonTreeObject*>(node)->pairs.begin();
+    } else {
+      frame.nextValue = static_cast<const CJasonTreeArray*>(node)->values.begin();
+    }
+    open.push_back(frame);
+  };
+  enter(top, topLevel);
+  while (!open.empty()) {
+    EstimateFrame& frame = open.back();
+    const int childLevel = Deeper(frame.level);
+    const CJasonTreeNode* next = nullptr;
+    int nextLevel = childLevel;
+    if (frame.node->kind == NodeKind::Array) {
+      const auto& values = static_cast<const CJasonTreeArray*>(frame.node)->values;
+      if (frame.nextValue != values.end()) next = *frame.nextValue++;
+    } else {
+      const auto& pairs = static_cast<const CJasonTreeObject*>(frame.node)->pairs;
+      while (next == nullptr && frame.nextPair != pairs.end()) {
+        const CJasonTreePair* pair = *frame.nextPair++;
+        total += 2 + lineEnd;
+        if (pair->name == nullptr || pair->value == nullptr) continue;
+        total += indent(childLevel) + pair->name->text.size() + 5 + lineEnd;
+        next = pair->value;
+        nextLevel = IsContainer(next->kind) ? Deeper(childLevel) : 0;
       }
+    }
+    if (next == nullptr) {
+      open.pop_back();
       continue;
     }
-    for (const CJasonTreePair* pair : static_cast<const CJasonTreeObject*>(node)->pairs) {
-      total += 4;
-      if (pair->name == nullptr || pair->value == nullptr) continue;
-      total += Indent(childLevel) + pair->name->text.size() + 7;
-      add(pair->value, IsContainer(pair->value->kind) ? Deeper(childLevel) : 0);
+    if (frame.node->kind == NodeKind::Array) total += 2 + lineEnd;
+    const long long covered = static_cast<long long>(next->start) - top->start;
+    if (visited >= kEstimateSample && span > 0 && covered > 0 && covered < span) {
+      const double scale = static_cast<double>(span) / static_cast<double>(covered);
+      return static_cast<std::size_t>(static_cast<double>(total) * scale * 1.25);
     }
+    enter(next, nextLevel);
   }
   return total;
 }
@@ -226,10 +288,8 @@ class Encoder {
 
   // Appends `node` and everything under it.
   void Run(const CJasonTreeNode* node, bool compact, int level) {
-    if (!compact) {
-      const std::size_t estimate = EstimatePrettySize(node, level);
-      string_.reserve(string_.size() + estimate + estimate / 16);
-    }
+    const std::size_t estimate = EstimateSize(node, compact, level);
+    string_.reserve(string_.size() + estimate + estimate / 16);
     Begin(node, compact, level, false);
     while (!open_.empty()) Step();
     out_.Flush();
