@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "emulator/HostMonitor.h"
+#include "emulator/ModelessEntity.h"
 #include "emulator/Model.h"
 #include "emulator/ModelFile.h"
 #include "emulator/Parameters.h"
@@ -221,6 +222,11 @@ TEST_F(TransformAgentTest, EveryFailureLeavesTheFirstParameterHoldingTheControlI
   }
 }
 
+TEST_F(TransformAgentTest, AnotherInstanceOrARootThatIsNoListGivesNoJson) {
+  EXPECT_EQ(Run("{ Other(. .) }"), "{ Other(. .) }");
+  EXPECT_EQ(Run("ControlInfo(. control = A(. text = \"t\" .) .)"), "ControlInfo(. control = A(. text = \"t\" .) .)");
+}
+
 TEST_F(TransformAgentTest, TextAfterTheFirstExpressionIsIgnored) {
   EXPECT_EQ(Run("{} {x"), Lines({"[ ", "]"}));
 }
@@ -234,6 +240,17 @@ TEST_F(TransformAgentTest, WithoutContextNothingHappens) {
   HostMonitor::Instance().SetLogging(true);
   TransformControlInfoToJason(nullptr, nullptr, nullptr, &model->access(), parameters);
   EXPECT_EQ(TextAt(parameters, 0), "before");
+  EXPECT_TRUE(HostMonitor::Instance().Log().empty());
+}
+
+TEST_F(TransformAgentTest, AContextWithoutModelEndsTheCall) {
+  qmemu::ModelessEntity context;
+  qm::AgentParameters parameters;
+  parameters.push_back(qm::AgentParameter::Create("before", qm::_String));
+  HostMonitor::Instance().SetLogging(true);
+  TransformControlInfoToJason(nullptr, nullptr, &context, nullptr, parameters);
+  EXPECT_EQ(TextAt(parameters, 0), "before");
+  EXPECT_EQ(context.getModelCalls, 1);
   EXPECT_TRUE(HostMonitor::Instance().Log().empty());
 }
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "emulator/HostMonitor.h"
+#include "emulator/ModelessEntity.h"
 #include "emulator/Model.h"
 #include "emulator/ModelFile.h"
 #include "emulator/Parameters.h"
@@ -281,6 +282,23 @@ TEST_F(PageControlsTest, WithoutContextNothingIsWritten) {
   Result r = Call("E", &model->access(), false);
   EXPECT_EQ(r.json, "json before");
   EXPECT_EQ(r.error, "error before");
+}
+
+TEST_F(PageControlsTest, AContextWithoutModelWritesNothing) {
+  model = ModelWithPage("{}");
+  qmemu::ModelessEntity context;
+  qm::AgentParameters parameters;
+  parameters.push_back(Text("E"));
+  parameters.push_back(Text("json before"));
+  parameters.push_back(Text("error before"));
+  HostMonitor::Instance().Reset();
+  HostMonitor::Instance().SetLogging(true);
+  GetPropertyPageControls(nullptr, nullptr, &context, &model->access(), parameters);
+  EXPECT_EQ(TextAt(parameters, 1), "json before");
+  EXPECT_EQ(TextAt(parameters, 2), "error before");
+  EXPECT_EQ(context.getModelCalls, 1);
+  EXPECT_EQ(HostMonitor::Instance().Log(),
+            (std::vector<std::string>{"QueryInterface(ModelAccess)", "GetMessageList"}));
 }
 
 TEST_F(PageControlsTest, RefusedParametersWriteNothingAndTheHostSaysWhy) {
