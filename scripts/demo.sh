@@ -15,3 +15,15 @@ run() { printf '$ orv-host %s\n' "$*"; "$host" "$@" || printf '(exit status %d)\
 
 section "The example model's entities"
 run --tree "$model"
+
+section "Property pages: both agents on the example's pages (docs/property-pages.md)"
+for entity in BLK-PUMP BLK-STATION REQ-003 PAGE-VALVE PAGE-GAUGE PAGE-INVALID; do
+  printf -- '-- %s: the library parser, nested JSON in parameter 1\n' "$entity"
+  run --context "$entity" "$model" TransformControlInfoToJason ""
+  printf -- '-- %s: the host parser, one hand-written line in parameter 2\n' "$entity"
+  run "$model" GetPropertyPageControls "$entity" "" ""
+done
+printf -- '-- PAGE-INCOMPLETE: a plain value; the host route never returns\n'
+run --context PAGE-INCOMPLETE --print 1 "$model" TransformControlInfoToJason ""
+echo
+run --timeout 2 "$model" GetPropertyPageControls PAGE-INCOMPLETE "" ""
