@@ -15,3 +15,15 @@ run() { printf '$ orv-host %s\n' "$*"; "$host" "$@" || printf '(exit status %d)\
 
 section "The example model's entities"
 run --tree "$model"
+
+section "Link information: the pump has links of all four kinds"
+run --print 2 "$model" GetNativeLinkInformation BLK-PUMP ""; echo
+section "Link information: the datasheet is reached only by hyperlinks (listed once per hyperlink)"
+run --print 2 "$model" GetNativeLinkInformation REQ-007 ""; echo
+section "Link information: the sensor's requirement lies outside the model (empty name and GUID)"
+run --print 2 "$model" GetNativeLinkInformation BLK-SENSOR ""; echo
+section "Link information: the external-object placeholder keeps only dependencies without a target reference"
+run --print 2 "$model" GetNativeLinkInformation @Predefined@ExternalObject ""; echo
+section "Link information: an element without links, and an unknown GUID, give an empty text"
+run "$model" GetNativeLinkInformation BLK-STATION old
+run "$model" GetNativeLinkInformation NO-SUCH-GUID old
