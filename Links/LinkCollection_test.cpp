@@ -216,6 +216,18 @@ TEST_F(LinkCollectionTest, EmptyGuidAfterThePrefixMatchesNothing) {
   EXPECT_TRUE(External(*model, "BLK", "target").empty());
 }
 
+TEST_F(LinkCollectionTest, ExternalDependenciesAreListedPerApplicationButIncomingOnlyOnce) {
+  // Two applications of the stereotype on one dependency.
+  auto model = Load(ModelWith(R"(
+    {"guid": "REQ", "meta": "Requirement", "name": "R"},
+    {"guid": "BLK", "meta": "Block", "name": "B", "children": [
+       {"guid": "D", "meta": "Dependency", "in": "ClientDependency",
+        "stereotypes": [{"apply": "@Predefined@externalObjectReference", "tags": {"target": "vorn:qm:REQ"}},
+                        {"apply": "@Predefined@externalObjectReference", "tags": {"target": "vorn:qm:REQ"}}]}]})"));
+  EXPECT_EQ(Guids(External(*model, "REQ", "target")), (Strings{"D", "D"}));
+  EXPECT_EQ(Guids(Incoming(*model, "REQ")), Strings{"D"});
+}
+
 TEST_F(LinkCollectionTest, ApplicationsOnOtherThanDependenciesAreSkipped) {
   auto model = Load(ModelWith(R"(
     {"guid": "REQ", "meta": "Requirement", "name": "R"},
