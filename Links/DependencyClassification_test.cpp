@@ -108,6 +108,9 @@ TEST_F(DependencyClassificationTest, ExternalReferenceAsksTheHostWithTheStatedQu
   EXPECT_EQ(monitor().Log(), (std::vector<std::string>{"HasStereotype(@Predefined@externalObjectReference, 1)",
                                                        "QueryEntity(externalObjectReference (. target .), 0)",
                                                        "IsKindOf(CharstringValue)", "GetValue(ValueString, 0)"}));
+  GetExternalReference(Get(*model, "DEP"), "source", reference);
+  EXPECT_EQ(reference, "");
+  EXPECT_EQ(monitor().LogCount("QueryEntity(externalObjectReference (. source .), 0)"), 1u);
 }
 
 TEST_F(DependencyClassificationTest, WithoutTheStereotypeTheReferenceIsEmptyEvenIfTheAttributeExists) {
