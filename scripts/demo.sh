@@ -27,3 +27,14 @@ printf -- '-- PAGE-INCOMPLETE: a plain value; the host route never returns\n'
 run --context PAGE-INCOMPLETE --print 1 "$model" TransformControlInfoToJason ""
 echo
 run --timeout 2 "$model" GetPropertyPageControls PAGE-INCOMPLETE "" ""
+section "Link information: the pump has links of all four kinds"
+run --print 2 "$model" GetNativeLinkInformation BLK-PUMP ""; echo
+section "Link information: the datasheet is reached only by hyperlinks (listed once per hyperlink)"
+run --print 2 "$model" GetNativeLinkInformation REQ-007 ""; echo
+section "Link information: the sensor's requirement lies outside the model (empty name and GUID)"
+run --print 2 "$model" GetNativeLinkInformation BLK-SENSOR ""; echo
+section "Link information: the external-object placeholder keeps only dependencies without a target reference"
+run --print 2 "$model" GetNativeLinkInformation @Predefined@ExternalObject ""; echo
+section "Link information: an element without links, and an unknown GUID, give an empty text"
+run "$model" GetNativeLinkInformation BLK-STATION old
+run "$model" GetNativeLinkInformation NO-SUCH-GUID old
