@@ -3,8 +3,8 @@
 // Parameters: (index: integer, in and out).
 //
 // The index is the entry of the host-data table "icons" for the context
-// entity's meta class (exactly that class, not a base), read as a decimal
-// whole number in the range of the host's `long`. A meta class without an
+// entity's meta class (exactly that class, not a base): an optional "-" and
+// decimal digits, in the range of the host's `long`. A meta class without an
 // entry, or an entry that is not such a number, gives -1.
 #include <cerrno>
 #include <cstdlib>
@@ -22,9 +22,10 @@ const std::vector<qmemu::FormalParameter>& Formals() {
   return formals;
 }
 
-// The number `text` spells, or -1 when it spells none that fits a long.
+// The number `text` spells (an optional "-" and decimal digits, nothing
+// else), or -1 when it spells none that fits a long.
 long ParseIndex(const std::string& text) {
-  if (text.empty()) return -1;
+  if (text.empty() || (text[0] != '-' && (text[0] < '0' || text[0] > '9'))) return -1;
   errno = 0;
   char* end = nullptr;
   const long value = std::strtol(text.c_str(), &end, 10);
