@@ -15,3 +15,15 @@ run() { printf '$ orv-host %s\n' "$*"; "$host" "$@" || printf '(exit status %d)\
 
 section "The example model's entities"
 run --tree "$model"
+
+section "Model explorer: the root node (GetModelViewChildNodes with an empty parent)"
+run --print 3 "$model" GetModelViewChildNodes "" "" "" ""
+printf '\n'
+section "Model explorer: the root's children"
+run --print 3 "$model" GetModelViewChildNodes PUMP-STATION "" "" ""
+printf '\n'
+section "Model explorer: the attribute node \"Alarms\" of the control panel, expanded"
+run --print 3 "$model" GetModelViewChildNodes BLK-PANEL MM-ALARMS "" ""
+printf '\n'
+section "Model explorer: the whole tree, level by level"
+run --explore "$model"
