@@ -7,8 +7,8 @@
 // -1). Only GetImageIndex catches exceptions of the host; the others let them
 // through to the calling agent's catch-all.
 //
-// Free functions at global namespace, like ConvertIntToString: the model
-// view agent and the SVG module both ask them.
+// Free functions at global namespace, like ConvertIntToString, so that any
+// module of the plug-in can ask them.
 #ifndef ORVSERVER_MODELVIEWQUERIES_H_
 #define ORVSERVER_MODELVIEWQUERIES_H_
 
