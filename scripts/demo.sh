@@ -38,3 +38,14 @@ run --print 2 "$model" GetNativeLinkInformation @Predefined@ExternalObject ""; e
 section "Link information: an element without links, and an unknown GUID, give an empty text"
 run "$model" GetNativeLinkInformation BLK-STATION old
 run "$model" GetNativeLinkInformation NO-SUCH-GUID old
+section "Model explorer: the root node (GetModelViewChildNodes with an empty parent)"
+run --print 3 "$model" GetModelViewChildNodes "" "" "" ""
+printf '\n'
+section "Model explorer: the root's children"
+run --print 3 "$model" GetModelViewChildNodes PUMP-STATION "" "" ""
+printf '\n'
+section "Model explorer: the attribute node \"Alarms\" of the control panel, expanded"
+run --print 3 "$model" GetModelViewChildNodes BLK-PANEL MM-ALARMS "" ""
+printf '\n'
+section "Model explorer: the whole tree, level by level"
+run --explore "$model"
