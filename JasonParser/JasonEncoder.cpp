@@ -192,6 +192,9 @@ struct EstimateFrame {
 
 // Nodes the size estimate visits before it extrapolates.
 constexpr std::size_t kEstimateSample = 4096;
+// The largest extrapolated estimate: a guess must never make the reservation
+// itself fail; texts beyond it grow the string as usual.
+constexpr double kMaxGuess = 64.0 * 1024 * 1024;
 
 // About the number of bytes the text of `top` takes (escapes are not
 // counted). Reserving the output at once saves the copies and, above all,
@@ -265,7 +268,8 @@ std::size_t EstimateSize(const CJasonTreeNode* top, bool compact, int topLevel) 
     const long long covered = static_cast<long long>(next->start) - top->start;
     if (visited >= kEstimateSample && span > 0 && covered > 0 && covered < span) {
       const double scale = static_cast<double>(span) / static_cast<double>(covered);
-      return static_cast<std::size_t>(static_cast<double>(total) * scale * 1.25);
+      const double guess = static_cast<double>(total) * scale * 1.25;
+      return guess < kMaxGuess ? static_cast<std::size_t>(guess) : static_cast<std::size_t>(kMaxGuess);
     }
     enter(next, nextLevel);
   }
