@@ -11,7 +11,13 @@ host=build/default/bin/orv-host
 model=examples/model.json
 
 section() { printf '\n== %s\n' "$1"; }
-run() { printf '$ orv-host %s\n' "$*"; "$host" "$@" || printf '(exit status %d)\n' "$?"; }
+# Shows each command with its arguments quoted as a shell would need them.
+run() {
+  printf '$ orv-host'
+  for a in "$@"; do if [ -z "$a" ]; then printf ' ""'; else printf ' %q' "$a"; fi; done
+  printf '\n'
+  "$host" "$@" || printf '(exit status %d)\n' "$?"
+}
 
 section "The example model's entities"
 run --tree "$model"
