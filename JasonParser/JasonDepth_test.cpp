@@ -147,6 +147,25 @@ TEST(JasonDepth, DeepTreeWithinBoundSurvivesPrettyRoundTrip) {
   delete built;
 }
 
+TEST(JasonDepth, ParsedDeepAndWideDocumentSurvivesPrettyRoundTrip) {
+  // Thousands of members 500 levels down: pretty lines of 2000 blanks.
+  std::string text = std::string(500, '[');
+  for (int i = 0; i < 6000; ++i) text += i == 0 ? "1" : ",1";
+  text += std::string(500, ']');
+  CJasonParser parser;
+  CJasonTreeRoot* root = parser.ParseJasonText(text);
+  ASSERT_NE(root, nullptr);
+  std::string pretty;
+  root->EncodeToString(pretty, false, 0);
+  EXPECT_NE(pretty.find(",\x20\r\n" + std::string(4 * 500, ' ') + "1, \r\n"), std::string::npos);
+  CJasonParser again;
+  CJasonTreeRoot* reparsed = again.ParseJasonText(pretty);
+  ASSERT_NE(reparsed, nullptr);
+  EXPECT_EQ(DumpJasonTree(reparsed), DumpJasonTree(root));
+  delete reparsed;
+  delete root;
+}
+
 TEST(JasonDepth, DeepChainOfPairsAndArraysIsDeleted) {
   // One long chain of arrays only, deleted through its top container.
   CJasonTreeArray* top = new CJasonTreeArray;

@@ -4,8 +4,13 @@
 //
 // Containers are written by one loop with an explicit stack of open
 // containers, so that encoding a tree of any depth needs little machine stack.
+// The many small fragments (quotes, separators, short texts) are gathered in
+// a fixed buffer on the stack and appended to the output string a few
+// kilobytes at a time.
 
 #include <cstdint>
+#include <cstring>
+#include <utility>
 #include <vector>
 
 #include "JasonParser/JasonTree.h"
@@ -13,70 +18,10 @@
 namespace {
 
 // Level of a child: level + 1 without signed overflow.
-int Deeper(int level) {
-  return static_cast<int>(static_cast<std::uint32_t>(level) + 1u);
-}
+int Deeper(int level) { return static_cast<int>(static_cast<std::uint32_t>(level) + 1u); }
 
-// Appends `text` between double quotes, escaping bytes below 0x20, the
-// double quote and the backslash. Runs of bytes that need no escape are
-// appended in one piece.
-void AppendQuoted(std::string& out, const std::string& text) {
-  static const char kHex[] = "0123456789ABCDEF";
-  out += '"';
-  const char* data = text.data();
-  const std::size_t size = text.size();
-  std::size_t runStart = 0;
-  for (std::size_t i = 0; i < size; ++i) {
-    const unsigned char byte = static_cast<unsigned char>(data[i]);
-    if (byte >= 0x20 && byte != '"' && byte != '\\') continue;
-    out.append(data + runStart, i - runStart);
-    runStart = i + 1;
-    switch (byte) {
-      case '"':
-        out.append("\\\"", 2);
-        break;
-      case '\\':
-        out.append("\\\\", 2);
-        break;
-      case '\r':
-        out.append("\\r", 2);
-        break;
-      case '\n':
-        out.append("\\n", 2);
-        break;
-      default: {
-        const char escape[6] = {'\\', 'u', '0', '0', kHex[byte >> 4], kHex[byte & 0x0F]};
-        out.append(escape, 6);
-        break;
-      }
-    }
-  }
-  out.append(data + runStart, size - runStart);
-  out += '"';
-}
-
-// Writes a string, number or constant node without indentation.
-void EncodeLeafText(const CJasonTreeNode* node, std::string& out) {
-  switch (node->kind) {
-    case NodeKind::String:
-      AppendQuoted(out, static_cast<const CJasonTreeString*>(node)->text);
-      break;
-    case NodeKind::Number:
-      out += static_cast<const CJasonTreeNumber*>(node)->text;
-      break;
-    case NodeKind::Const:
-      out += static_cast<const CJasonTreeConst*>(node)->text;
-      break;
-    default:
-      break;
-  }
-}
-
-// Writes a string, number or constant node.
-void EncodeLeaf(const CJasonTreeNode* node, std::string& out, bool compact, int level) {
-  AddSpaces(out, compact, level);
-  EncodeLeafText(node, out);
-}
+// The blanks of AddSpaces(level).
+std::size_t Indent(int level) { return level > 0 ? static_cast<std::size_t>(level) * 4u : 0; }
 
 bool IsContainer(int kind) { return kind == NodeKind::Object || kind == NodeKind::Array; }
 
@@ -87,35 +32,141 @@ bool Vanishes(const CJasonTreeNode* node) {
   return pair->name == nullptr || pair->value == nullptr;
 }
 
-// ", " then "\r\n" then the blanks of 64 levels: a line break of the pretty
-// layout, with or without the comma before it, is one slice of this text.
-constexpr std::size_t kBreakLevels = 64;
-constexpr std::size_t kBreakSize = 4 + 4 * kBreakLevels;
+// Appends to a string through a fixed buffer. Flush() must be called at the
+// end; until then the string lacks the buffered bytes.
+class BufferedOutput {
+ public:
+  explicit BufferedOutput(std::string& out) : out_(out) {}
+  BufferedOutput(const BufferedOutput&) = delete;
+  BufferedOutput& operator=(const BufferedOutput&) = delete;
 
-struct BreakText {
-  char bytes[kBreakSize];
-  constexpr BreakText() : bytes() {
-    bytes[0] = ',';
-    bytes[1] = ' ';
-    bytes[2] = '\r';
-    bytes[3] = '\n';
-    for (std::size_t i = 4; i < kBreakSize; ++i) bytes[i] = ' ';
+  void Put(const char* bytes, std::size_t count) {
+    if (count > kCapacity - used_) {
+      Flush();
+      if (count > kCapacity) {
+        out_.append(bytes, count);
+        return;
+      }
+    }
+    std::memcpy(buffer_ + used_, bytes, count);
+    used_ += count;
   }
+
+  void Put(char byte) {
+    if (used_ == kCapacity) Flush();
+    buffer_[used_++] = byte;
+  }
+
+  void Put(const std::string& text) { Put(text.data(), text.size()); }
+
+  // Appends `count` blanks.
+  void Blanks(std::size_t count) {
+    while (count > 0) {
+      if (used_ == kCapacity) Flush();
+      const std::size_t room = kCapacity - used_;
+      const std::size_t now = count < room ? count : room;
+      std::memset(buffer_ + used_, ' ', now);
+      used_ += now;
+      count -= now;
+    }
+  }
+
+  // Appends ", " if `comma`, then "\r\n" and `blanks` blanks. Lines are the
+  // bulk of pretty text, so the blanks go in 16-byte stores (the buffer
+  // keeps room for the last store to run past the blanks).
+  void LineBreak(bool comma, std::size_t blanks) {
+    const std::size_t need = 4 + blanks + kBlankStore;
+    if (need > kCapacity - used_) {
+      Flush();
+      if (need > kCapacity) {
+        Put(comma ? ", \r\n" : "\r\n", comma ? 4 : 2);
+        Blanks(blanks);
+        return;
+      }
+    }
+    char* p = buffer_ + used_;
+    if (comma) {
+      std::memcpy(p, ", \r\n", 4);
+      p += 4;
+    } else {
+      std::memcpy(p, "\r\n", 2);
+      p += 2;
+    }
+    for (std::size_t i = 0; i < blanks; i += kBlankStore) std::memcpy(p + i, kBlanks, kBlankStore);
+    used_ = static_cast<std::size_t>(p - buffer_) + blanks;
+  }
+
+  void Flush() {
+    out_.append(buffer_, used_);
+    used_ = 0;
+  }
+
+ private:
+  static constexpr std::size_t kCapacity = 8192;
+  static constexpr std::size_t kBlankStore = 16;
+  static constexpr char kBlanks[kBlankStore] = {' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ',
+                                                ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' '};
+  std::string& out_;
+  std::size_t used_ = 0;
+  char buffer_[kCapacity];
 };
-constexpr BreakText kBreak;
 
-// Pretty layout only: appends ", " if `comma`, then EndLine and
-// AddSpaces(level), in as few appends as possible.
-void AppendBreak(std::string& out, bool comma, int level) {
-  const std::size_t blanks = level > 0 ? static_cast<std::size_t>(level) * 4u : 0;
-  const std::size_t inSlice = blanks < 4 * kBreakLevels ? blanks : 4 * kBreakLevels;
-  if (comma) {
-    out.append(kBreak.bytes, 4 + inSlice);
-  } else {
-    out.append(kBreak.bytes + 2, 2 + inSlice);
+// Writes `text` between double quotes, escaping bytes below 0x20, the double
+// quote and the backslash. Runs of bytes that need no escape go in one piece.
+void PutQuoted(BufferedOutput& out, const std::string& text) {
+  static const char kHex[] = "0123456789ABCDEF";
+  out.Put('"');
+  const char* data = text.data();
+  const std::size_t size = text.size();
+  std::size_t runStart = 0;
+  for (std::size_t i = 0; i < size; ++i) {
+    const unsigned char byte = static_cast<unsigned char>(data[i]);
+    if (byte >= 0x20 && byte != '"' && byte != '\\') continue;
+    out.Put(data + runStart, i - runStart);
+    runStart = i + 1;
+    switch (byte) {
+      case '"':
+        out.Put("\\\"", 2);
+        break;
+      case '\\':
+        out.Put("\\\\", 2);
+        break;
+      case '\r':
+        out.Put("\\r", 2);
+        break;
+      case '\n':
+        out.Put("\\n", 2);
+        break;
+      default: {
+        const char escape[6] = {'\\', 'u', '0', '0', kHex[byte >> 4], kHex[byte & 0x0F]};
+        out.Put(escape, 6);
+        break;
+      }
+    }
   }
-  if (blanks > inSlice) out.append(blanks - inSlice, ' ');
+  out.Put(data + runStart, size - runStart);
+  out.Put('"');
 }
+
+// Writes a string, number or constant node without indentation.
+void PutLeafText(BufferedOutput& out, const CJasonTreeNode* node) {
+  switch (node->kind) {
+    case NodeKind::String:
+      PutQuoted(out, static_cast<const CJasonTreeString*>(node)->text);
+      break;
+    case NodeKind::Number:
+      out.Put(static_cast<const CJasonTreeNumber*>(node)->text);
+      break;
+    case NodeKind::Const:
+      out.Put(static_cast<const CJasonTreeConst*>(node)->text);
+      break;
+    default:
+      break;
+  }
+}
+
+// Pretty layout: ", " if `comma`, then a line end and the blanks of `level`.
+void PutBreak(BufferedOutput& out, bool comma, int level) { out.LineBreak(comma, Indent(level)); }
 
 // The bytes of a leaf's text, without escapes.
 std::size_t LeafSize(const CJasonTreeNode* node) {
@@ -131,51 +182,96 @@ std::size_t LeafSize(const CJasonTreeNode* node) {
   }
 }
 
-std::size_t Indent(int level) { return level > 0 ? static_cast<std::size_t>(level) * 4u : 0; }
+// A container whose members the size estimate is walking.
+struct EstimateFrame {
+  const CJasonTreeNode* node;
+  int level;
+  std::list<CJasonTreePair*>::const_iterator nextPair;
+  std::list<CJasonTreeValue*>::const_iterator nextValue;
+};
 
-// About the number of bytes the pretty layout of `top` takes (escapes are
-// not counted). Pretty text is mostly indentation, several times the size
-// of the data; reserving it at once saves the copies and the fresh pages of
-// repeated string growth, which cost more than this walk.
-std::size_t EstimatePrettySize(const CJasonTreeNode* top, int topLevel) {
-  std::size_t total = 0;
-  std::vector<std::pair<const CJasonTreeNode*, int>> containers;
-  auto add = [&](const CJasonTreeNode* node, int level) {
-    if (IsContainer(node->kind)) {
-      containers.push_back({node, level});
-    } else {
-      total += Indent(level) + LeafSize(node);
-    }
-  };
-  while (top != nullptr && top->kind == NodeKind::Root) top = static_cast<const CJasonTreeRoot*>(top)->value;
+// Nodes the size estimate visits before it extrapolates.
+constexpr std::size_t kEstimateSample = 4096;
+// The largest extrapolated estimate: a guess must never make the reservation
+// itself fail; texts beyond it grow the string as usual.
+constexpr double kMaxGuess = 64.0 * 1024 * 1024;
+
+// About the number of bytes the text of `top` takes (escapes are not
+// counted). Reserving the output at once saves the copies and, above all,
+// the fresh pages of repeated string growth; pretty text, mostly
+// indentation, is several times the size of the data. The walk goes in
+// document order; for a large parsed tree it stops after kEstimateSample
+// nodes and scales the bytes so far by the share of the source text they
+// cover (with a margin: reserved but untouched memory costs little, a second
+// growth costs a copy).
+std::size_t EstimateSize(const CJasonTreeNode* top, bool compact, int topLevel) {
+  // Line end before members, closing brackets and a pair's container value.
+  const std::size_t lineEnd = compact ? 0 : 2;
+  auto indent = [compact](int level) { return compact ? 0 : Indent(level); };
+  while (top != nullptr && top->kind == NodeKind::Root) {
+    top = static_cast<const CJasonTreeRoot*>(top)->value;
+  }
   if (top == nullptr) return 0;
+  std::size_t total = 0;
   if (top->kind == NodeKind::Pair) {
     const auto* pair = static_cast<const CJasonTreePair*>(top);
     if (pair->name == nullptr || pair->value == nullptr) return 0;
-    total += Indent(topLevel) + pair->name->text.size() + 7;
-    add(pair->value, IsContainer(pair->value->kind) ? Deeper(topLevel) : 0);
-  } else {
-    add(top, topLevel);
+    total += indent(topLevel) + pair->name->text.size() + 5 + lineEnd;
+    topLevel = IsContainer(pair->value->kind) ? Deeper(topLevel) : 0;
+    top = pair->value;
   }
-  while (!containers.empty()) {
-    const CJasonTreeNode* node = containers.back().first;
-    const int level = containers.back().second;
-    containers.pop_back();
-    total += 2 * Indent(level) + 5;
-    const int childLevel = Deeper(level);
-    if (node->kind == NodeKind::Array) {
-      for (const CJasonTreeValue* value : static_cast<const CJasonTreeArray*>(node)->values) {
-        total += 4;
-        add(value, childLevel);
+  if (!IsContainer(top->kind)) return total + indent(topLevel) + LeafSize(top);
+
+  const long long span = static_cast<long long>(top->end) - top->start;
+  std::size_t visited = 0;
+  std::vector<EstimateFrame> open;
+  auto enter = [&](const CJasonTreeNode* node, int level) {
+    ++visited;
+    if (!IsContainer(node->kind)) {
+      total += indent(level) + LeafSize(node);
+      return;
+    }
+    total += 2 * indent(level) + 3 + lineEnd;
+    EstimateFrame frame{node, level, {}, {}};
+    if (node->kind == NodeKind::Object) {
+      frame.nextPair = static_cast<const CJasonTreeObject*>(node)->pairs.begin();
+    } else {
+      frame.nextValue = static_cast<const CJasonTreeArray*>(node)->values.begin();
+    }
+    open.push_back(frame);
+  };
+  enter(top, topLevel);
+  while (!open.empty()) {
+    EstimateFrame& frame = open.back();
+    const int childLevel = Deeper(frame.level);
+    const CJasonTreeNode* next = nullptr;
+    int nextLevel = childLevel;
+    if (frame.node->kind == NodeKind::Array) {
+      const auto& values = static_cast<const CJasonTreeArray*>(frame.node)->values;
+      if (frame.nextValue != values.end()) next = *frame.nextValue++;
+    } else {
+      const auto& pairs = static_cast<const CJasonTreeObject*>(frame.node)->pairs;
+      while (next == nullptr && frame.nextPair != pairs.end()) {
+        const CJasonTreePair* pair = *frame.nextPair++;
+        total += 2 + lineEnd;
+        if (pair->name == nullptr || pair->value == nullptr) continue;
+        total += indent(childLevel) + pair->name->text.size() + 5 + lineEnd;
+        next = pair->value;
+        nextLevel = IsContainer(next->kind) ? Deeper(childLevel) : 0;
       }
+    }
+    if (next == nullptr) {
+      open.pop_back();
       continue;
     }
-    for (const CJasonTreePair* pair : static_cast<const CJasonTreeObject*>(node)->pairs) {
-      total += 4;
-      if (pair->name == nullptr || pair->value == nullptr) continue;
-      total += Indent(childLevel) + pair->name->text.size() + 7;
-      add(pair->value, IsContainer(pair->value->kind) ? Deeper(childLevel) : 0);
+    if (frame.node->kind == NodeKind::Array) total += 2 + lineEnd;
+    const long long covered = static_cast<long long>(next->start) - top->start;
+    if (visited >= kEstimateSample && span > 0 && covered > 0 && covered < span) {
+      const double scale = static_cast<double>(span) / static_cast<double>(covered);
+      const double guess = static_cast<double>(total) * scale * 1.25;
+      return guess < kMaxGuess ? static_cast<std::size_t>(guess) : static_cast<std::size_t>(kMaxGuess);
     }
+    enter(next, nextLevel);
   }
   return total;
 }
@@ -192,19 +288,22 @@ struct OpenContainer {
 
 class Encoder {
  public:
-  explicit Encoder(std::string& out) : out_(out) {}
+  explicit Encoder(std::string& out) : string_(out), out_(out) {}
 
-  // Writes `node` and everything under it.
+  // Appends `node` and everything under it.
   void Run(const CJasonTreeNode* node, bool compact, int level) {
-    if (!compact) {
-      const std::size_t estimate = EstimatePrettySize(node, level);
-      out_.reserve(out_.size() + estimate + estimate / 16);
-    }
+    const std::size_t estimate = EstimateSize(node, compact, level);
+    string_.reserve(string_.size() + estimate + estimate / 16);
     Begin(node, compact, level, false);
     while (!open_.empty()) Step();
+    out_.Flush();
   }
 
  private:
+  void PutSpaces(bool compact, int level) {
+    if (!compact) out_.Blanks(Indent(level));
+  }
+
   // Writes what comes before the node's children; a container is pushed on
   // the stack so that its children and closing bracket follow. `indented`:
   // the caller has already written the node's indentation.
@@ -218,21 +317,13 @@ class Encoder {
       case NodeKind::Pair:
         BeginPair(static_cast<const CJasonTreePair*>(node), compact, level, indented);
         break;
-      case NodeKind::Object: {
-        const auto* object = static_cast<const CJasonTreeObject*>(node);
-        Open(node, compact, level, indented, "{ ");
-        open_.back().nextPair = object->pairs.begin();
+      case NodeKind::Object:
+      case NodeKind::Array:
+        Open(node, compact, level, indented);
         break;
-      }
-      case NodeKind::Array: {
-        const auto* array = static_cast<const CJasonTreeArray*>(node);
-        Open(node, compact, level, indented, "[ ");
-        open_.back().nextValue = array->values.begin();
-        break;
-      }
       default:
-        if (!indented) AddSpaces(out_, compact, level);
-        EncodeLeafText(node, out_);
+        if (!indented) PutSpaces(compact, level);
+        PutLeafText(out_, node);
         break;
     }
   }
@@ -242,24 +333,30 @@ class Encoder {
   // deeper than the name.
   void BeginPair(const CJasonTreePair* pair, bool compact, int level, bool indented) {
     if (pair->name == nullptr || pair->value == nullptr) return;
-    if (!indented) AddSpaces(out_, compact, level);
-    EncodeLeafText(pair->name, out_);
-    out_.append(" : ", 3);
+    if (!indented) PutSpaces(compact, level);
+    PutLeafText(out_, pair->name);
+    out_.Put(" : ", 3);
     if (!IsContainer(pair->value->kind)) {
-      EncodeLeafText(pair->value, out_);
+      PutLeafText(out_, pair->value);
     } else if (compact) {
       Begin(pair->value, compact, Deeper(level), false);
     } else {
-      AppendBreak(out_, false, Deeper(level));
+      PutBreak(out_, false, Deeper(level));
       Begin(pair->value, compact, Deeper(level), true);
     }
   }
 
-  void Open(const CJasonTreeNode* node, bool compact, int level, bool indented,
-            const char* bracket) {
-    if (!indented) AddSpaces(out_, compact, level);
-    out_.append(bracket, 2);
-    open_.push_back(OpenContainer{node, compact, level, false, {}, {}});
+  void Open(const CJasonTreeNode* node, bool compact, int level, bool indented) {
+    if (!indented) PutSpaces(compact, level);
+    OpenContainer open{node, compact, level, false, {}, {}};
+    if (node->kind == NodeKind::Object) {
+      out_.Put("{ ", 2);
+      open.nextPair = static_cast<const CJasonTreeObject*>(node)->pairs.begin();
+    } else {
+      out_.Put("[ ", 2);
+      open.nextValue = static_cast<const CJasonTreeArray*>(node)->values.begin();
+    }
+    open_.push_back(open);
   }
 
   // Writes the next child of the innermost open container, or closes it.
@@ -268,8 +365,8 @@ class Encoder {
     const CJasonTreeNode* child = NextChild(top);
     if (child == nullptr) {
       const char close = top.node->kind == NodeKind::Object ? '}' : ']';
-      if (!top.compact) AppendBreak(out_, false, top.level);
-      out_ += close;
+      if (!top.compact) PutBreak(out_, false, top.level);
+      out_.Put(close);
       open_.pop_back();
       return;
     }
@@ -278,10 +375,10 @@ class Encoder {
     const bool compact = top.compact;
     const int level = Deeper(top.level);
     if (compact) {
-      if (comma) out_.append(", ", 2);
+      if (comma) out_.Put(", ", 2);
     } else {
       // A pair that encodes to nothing gets no indentation either.
-      AppendBreak(out_, comma, Vanishes(child) ? 0 : level);
+      PutBreak(out_, comma, Vanishes(child) ? 0 : level);
     }
     Begin(child, compact, level, !compact);  // may push onto open_: `top` is not used after
   }
@@ -298,7 +395,8 @@ class Encoder {
     return *top.nextValue++;
   }
 
-  std::string& out_;
+  std::string& string_;
+  BufferedOutput out_;
   std::vector<OpenContainer> open_;
 };
 
@@ -330,13 +428,18 @@ void CJasonTreeArray::EncodeToString(std::string& out, bool compact, int level) 
 }
 
 void CJasonTreeString::EncodeToString(std::string& out, bool compact, int level) {
-  EncodeLeaf(this, out, compact, level);
+  AddSpaces(out, compact, level);
+  BufferedOutput buffered(out);
+  PutQuoted(buffered, text);
+  buffered.Flush();
 }
 
 void CJasonTreeNumber::EncodeToString(std::string& out, bool compact, int level) {
-  EncodeLeaf(this, out, compact, level);
+  AddSpaces(out, compact, level);
+  out += text;
 }
 
 void CJasonTreeConst::EncodeToString(std::string& out, bool compact, int level) {
-  EncodeLeaf(this, out, compact, level);
+  AddSpaces(out, compact, level);
+  out += text;
 }

@@ -12,6 +12,8 @@ namespace {
 // last token, which can equal the text's length.
 constexpr std::size_t kMaxTextSize = static_cast<std::size_t>(INT_MAX);
 
+constexpr std::size_t kMaxReservedTokens = 1u << 20;
+
 bool IsDigit(unsigned char byte) { return byte >= '0' && byte <= '9'; }
 
 // The value of a hexadecimal digit, or -1.
@@ -26,16 +28,23 @@ unsigned char ByteAt(const std::string& text, std::size_t index) {
   return static_cast<unsigned char>(text[index]);
 }
 
-// The number of decimal digits starting at `index`.
-std::size_t CountDigits(const std::string& text, std::size_t index) {
-  std::size_t count = 0;
-  while (index + count < text.size() && IsDigit(ByteAt(text, index + count))) ++count;
-  return count;
-}
-
 // True when `pos` indexes a byte of `text` and positions of the text fit.
 bool IsScannablePosition(const std::string& text, int pos) {
   return text.size() <= kMaxTextSize && pos >= 0 && static_cast<std::size_t>(pos) < text.size();
+}
+
+bool IsBlank(char byte) { return byte == ' ' || byte == '\n' || byte == '\r' || byte == '\t'; }
+
+// The first position from `pos` that is not a blank (space, tab, CR, LF), or
+// `size`. Indented documents have long runs of spaces: they are skipped
+// eight bytes at a time.
+int SkipBlanks(const char* data, int pos, int size) {
+  static const char kEightSpaces[8] = {' ', ' ', ' ', ' ', ' ', ' ', ' ', ' '};
+  for (;;) {
+    while (size - pos >= 8 && std::memcmp(data + pos, kEightSpaces, 8) == 0) pos += 8;
+    if (pos >= size || !IsBlank(data[pos])) return pos;
+    ++pos;
+  }
 }
 
 // Appends `token` to `tokens` without leaking it if the vector cannot grow.
@@ -140,21 +149,20 @@ CJasonScanner::~CJasonScanner() = default;
 
 bool CJasonScanner::ScanJasonText(std::string& text, std::vector<CJasonToken*>& tokens) {
   if (text.size() > kMaxTextSize) return false;
-  // At most about one token per four bytes in typical documents; growing past the
-  // estimate costs only a few reallocations.
-  tokens.reserve(tokens.size() + text.size() / 4 + 1);
+  // Typical documents have fewer tokens than a quarter of their bytes;
+  // reserving that much (up to a million tokens) saves most regrowth of the
+  // vector, and growing past the estimate costs only a few reallocations.
+  const std::size_t estimate = text.size() / 4 + 1;
+  tokens.reserve(tokens.size() + (estimate < kMaxReservedTokens ? estimate : kMaxReservedTokens));
   const int size = static_cast<int>(text.size());
+  const char* data = text.data();
   int pos = 0;
   while (pos < size) {
-    const unsigned char byte = ByteAt(text, static_cast<std::size_t>(pos));
+    pos = SkipBlanks(data, pos, size);
+    if (pos >= size) break;
+    const unsigned char byte = static_cast<unsigned char>(data[pos]);
     CJasonToken* token = nullptr;
     switch (byte) {
-      case ' ':
-      case '\t':
-      case '\r':
-      case '\n':
-        ++pos;
-        continue;
       case '{':
       case '}':
       case '[':
@@ -168,7 +176,7 @@ bool CJasonScanner::ScanJasonText(std::string& text, std::vector<CJasonToken*>& 
             : byte == ']' ? CJasonToken::RightBracket
             : byte == ':' ? CJasonToken::Colon
                           : CJasonToken::Comma;
-        token = new CJasonToken(kind, text.data() + pos, 1, pos, pos + 1);
+        token = new CJasonToken(kind, data + pos, 1, pos, pos + 1);
         ++pos;
         break;
       }
@@ -199,8 +207,14 @@ CJasonToken* CJasonScanner::ScanJasonString(std::string& text, int& pos) {
   const std::size_t size = text.size();
   const char* data = text.data();
   const std::size_t bodyStart = static_cast<std::size_t>(pos) + 1;
-  std::size_t index = bodyStart;
-  while (index < size && data[index] != '"' && data[index] != '\\') ++index;
+  // The body up to the first quote or backslash, found with memchr.
+  const void* quote = std::memchr(data + bodyStart, '"', size - bodyStart);
+  const std::size_t quoteAt =
+      quote != nullptr ? static_cast<std::size_t>(static_cast<const char*>(quote) - data) : size;
+  const void* backslash = std::memchr(data + bodyStart, '\\', quoteAt - bodyStart);
+  const std::size_t index =
+      backslash != nullptr ? static_cast<std::size_t>(static_cast<const char*>(backslash) - data)
+                           : quoteAt;
   if (index >= size) return nullptr;
   CJasonToken* token;
   if (data[index] == '"') {
@@ -209,9 +223,9 @@ CJasonToken* CJasonScanner::ScanJasonString(std::string& text, int& pos) {
                             static_cast<int>(index + 1));
   } else {
     std::string decoded(data + bodyStart, index - bodyStart);
-    index = DecodeEscapedString(text, index, decoded);
-    if (index == 0) return nullptr;
-    token = new CJasonToken(CJasonToken::String, "", 0, pos, static_cast<int>(index + 1));
+    const std::size_t closing = DecodeEscapedString(text, index, decoded);
+    if (closing == 0) return nullptr;
+    token = new CJasonToken(CJasonToken::String, "", 0, pos, static_cast<int>(closing + 1));
     token->text.swap(decoded);
   }
   pos = token->end;
@@ -220,29 +234,33 @@ CJasonToken* CJasonScanner::ScanJasonString(std::string& text, int& pos) {
 
 CJasonToken* CJasonScanner::ScanJasonNumber(std::string& text, int& pos) {
   if (!IsScannablePosition(text, pos)) return nullptr;
-  const std::size_t size = text.size();
-  const std::size_t begin = static_cast<std::size_t>(pos);
-  std::size_t p = begin;
-  if (ByteAt(text, p) == '-') ++p;
-  const std::size_t intDigits = CountDigits(text, p);
-  if (intDigits == 0) return nullptr;
-  if (ByteAt(text, p) == '0' && intDigits > 1) return nullptr;
-  p += intDigits;
-  if (p < size && ByteAt(text, p) == '.') {
-    const std::size_t fractionDigits = CountDigits(text, p + 1);
-    if (fractionDigits == 0) return nullptr;
-    p += 1 + fractionDigits;
+  const unsigned char* data = reinterpret_cast<const unsigned char*>(text.data());
+  const unsigned char* const limit = data + text.size();
+  const unsigned char* const begin = data + pos;
+  const unsigned char* p = begin;
+  if (*p == '-') ++p;
+  const unsigned char* digits = p;
+  while (p < limit && IsDigit(*p)) ++p;
+  if (p == digits) return nullptr;
+  if (*digits == '0' && p - digits > 1) return nullptr;  // no leading zeros
+  if (p < limit && *p == '.') {
+    const unsigned char* fraction = ++p;
+    while (p < limit && IsDigit(*p)) ++p;
+    if (p == fraction) return nullptr;
   }
-  if (p + 1 < size && (ByteAt(text, p) == 'e' || ByteAt(text, p) == 'E')) {
-    std::size_t q = p + 1;
-    if (ByteAt(text, q) == '-' || ByteAt(text, q) == '+') ++q;
-    const std::size_t exponentDigits = CountDigits(text, q);
-    if (exponentDigits == 0) return nullptr;
-    p = q + exponentDigits;
+  // An "e" that is the last byte is left for the caller, which fails on it.
+  if (limit - p > 1 && (*p == 'e' || *p == 'E')) {
+    const unsigned char* q = p + 1;
+    if (*q == '-' || *q == '+') ++q;
+    const unsigned char* exponent = q;
+    while (q < limit && IsDigit(*q)) ++q;
+    if (q == exponent) return nullptr;
+    p = q;
   }
-  CJasonToken* token = new CJasonToken(CJasonToken::Number, text.data() + begin, p - begin, pos,
-                                       static_cast<int>(p));
-  pos = token->end;
+  const int end = pos + static_cast<int>(p - begin);
+  CJasonToken* token = new CJasonToken(CJasonToken::Number, reinterpret_cast<const char*>(begin),
+                                       static_cast<std::size_t>(p - begin), pos, end);
+  pos = end;
   return token;
 }
 

@@ -11,11 +11,13 @@ const char kHyperlinkStereotype[] = "@VELLinks@HYPERLINK";
 const char kModelUrlPrefix[] = "vorn:qm:";
 const std::size_t kModelUrlPrefixLength = 8;
 
-// The GUID that a "vorn:qm:" reference names, or "" for any other text.
-std::string GuidOfModelReference(const std::string& reference) {
-  if (reference.size() < kModelUrlPrefixLength) return std::string();
-  if (reference.compare(0, kModelUrlPrefixLength, kModelUrlPrefix) != 0) return std::string();
-  return reference.substr(kModelUrlPrefixLength);
+// True when `reference` is "vorn:qm:" followed by `guid`, which is not
+// empty. Compared in place: this runs for every external reference in the
+// model on every request.
+bool NamesModelElement(const std::string& reference, const std::string& guid) {
+  if (reference.size() < kModelUrlPrefixLength) return false;
+  if (reference.compare(0, kModelUrlPrefixLength, kModelUrlPrefix) != 0) return false;
+  return !guid.empty() && reference.compare(kModelUrlPrefixLength, std::string::npos, guid) == 0;
 }
 
 // Appends each entry of `more` that `out` does not hold yet (pointer
@@ -113,8 +115,7 @@ void CollectExternalDependencies(qm::IVelEntity* element, const std::string& end
     qm::IVelEntity* dependency = instance->GetOwner();
     if (dependency == nullptr || !dependency->IsKindOf("Dependency")) continue;
     GetExternalReference(dependency, end, reference);
-    const std::string named = GuidOfModelReference(reference);
-    if (!named.empty() && named == guid) out.push_back(dependency);
+    if (NamesModelElement(reference, guid)) out.push_back(dependency);
   }
 }
 

@@ -154,6 +154,13 @@ TEST_F(LinkInformationTest, DependencyWithoutLinkedElementIsListedWithEmptyNameA
   EXPECT_FALSE(e.incomingHyperlinks);
   EXPECT_TRUE(e.outgoingDependencies);
   EXPECT_FALSE(e.incomingDependencies);
+  // Without the layout's blanks and line ends (no string here holds any):
+  std::string bare;
+  for (char c : e.text) {
+    if (c != ' ' && c != '\r' && c != '\n') bare += c;
+  }
+  EXPECT_EQ(bare,
+            "[{\"linkTypeId\":\"ORV_OUTGOING_DEPENDENCIES\",\"links\":[{\"linkedObjectName\":\"\",\"linkedObjectGuid\":\"\"}]}]");
 }
 
 TEST_F(LinkInformationTest, HyperlinkWithoutNameAndUrlIsListedWithTwoEmptyStrings) {

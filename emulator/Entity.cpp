@@ -90,14 +90,14 @@ qm::Status Entity::QueryInterface(const qm::InterfaceId& id, void** object) {
   return 1;
 }
 
-qm::Status Entity::GetValue(const std::string& name, std::string& value, int) {
-  HostMonitor::Instance().Enter("GetValue", name);
+qm::Status Entity::GetValue(const std::string& name, std::string& value, int flag) {
+  HostMonitor::Instance().Enter("GetValue", name, flag);
   value = this->value(name);
   return 0;
 }
 
-qm::IVelEntity* Entity::GetReferencedEntity(const std::string& name, int) {
-  HostMonitor::Instance().Enter("GetReferencedEntity", name);
+qm::IVelEntity* Entity::GetReferencedEntity(const std::string& name, int flag) {
+  HostMonitor::Instance().Enter("GetReferencedEntity", name, flag);
   Entity* target = reference(name);
   return target == nullptr ? nullptr : target->asEntity();
 }
@@ -108,8 +108,8 @@ qm::Status Entity::GetEntities(const std::string& name, qm::EntityList& entities
   return 0;
 }
 
-qm::IVelEntity* Entity::GetEntity(const std::string& name, int) {
-  HostMonitor::Instance().Enter("GetEntity", name);
+qm::IVelEntity* Entity::GetEntity(const std::string& name, int flag) {
+  HostMonitor::Instance().Enter("GetEntity", name, flag);
   Entity* target = reference(name);
   return target == nullptr ? nullptr : target->asEntity();
 }
@@ -140,8 +140,8 @@ qm::Status Entity::GetReferencingEntities(const std::string& name, qm::EntityLis
   return 0;
 }
 
-qm::IVelEntity* Entity::QueryEntity(const std::string& query, int) {
-  HostMonitor::Instance().Enter("QueryEntity", query);
+qm::IVelEntity* Entity::QueryEntity(const std::string& query, int flag) {
+  HostMonitor::Instance().Enter("QueryEntity", query, flag);
   std::string stereotype, argumentName;
   if (!SplitQuery(query, stereotype, argumentName)) return nullptr;
   Entity* instance = stereotypeInstanceNamed(stereotype);
@@ -155,15 +155,15 @@ bool Entity::IsKindOf(const std::string& metaClass) {
   return isKindOf(metaClass);
 }
 
-qm::Status Entity::SetValue(const std::string& name, const std::string& value, int, qmdll::Changer& changer) {
-  HostMonitor::Instance().Enter("SetValue", name);
+qm::Status Entity::SetValue(const std::string& name, const std::string& value, int flag, qmdll::Changer& changer) {
+  HostMonitor::Instance().Enter("SetValue", name, flag);
   CheckChanger(changer);
   setValue(name, value);
   return 0;
 }
 
-qm::Status Entity::SetEntity(const std::string& name, qm::IVelEntity* entity, int, qmdll::Changer& changer) {
-  HostMonitor::Instance().Enter("SetEntity", name);
+qm::Status Entity::SetEntity(const std::string& name, qm::IVelEntity* entity, int flag, qmdll::Changer& changer) {
+  HostMonitor::Instance().Enter("SetEntity", name, flag);
   CheckChanger(changer);
   Entity* target = From(entity);
   if (target == nullptr || &target->model_ != &model_) return 1;
@@ -184,8 +184,8 @@ qm::Status Entity::DeleteEntity(qmdll::Changer& changer) {
   return 0;
 }
 
-bool Entity::HasStereotype(const std::string& stereotypePath, int) {
-  HostMonitor::Instance().Enter("HasStereotype", stereotypePath);
+bool Entity::HasStereotype(const std::string& stereotypePath, int flag) {
+  HostMonitor::Instance().Enter("HasStereotype", stereotypePath, flag);
   for (Entity* instance : stereotypeInstances()) {
     Entity* stereotype = instance->reference("InstanceOf");
     if (stereotype != nullptr && stereotype->guid() == stereotypePath) return true;

@@ -6,6 +6,7 @@
 #include "emulator/Changer.h"
 #include "emulator/HostMonitor.h"
 #include "emulator/Model.h"
+#include "emulator/StereotypeApplication.h"
 
 namespace qmemu {
 namespace {
@@ -241,6 +242,23 @@ TEST_F(EntityTest, ExpressionEntitiesAnswerIVelExpression) {
   std::string text;
   static_cast<qm::IVelEntity*>(e)->GetValue("ValueString", text, 0);
   EXPECT_EQ(text, "x");
+}
+
+TEST_F(EntityTest, ApplyStereotypeMakesAnApplicationAsTheLoaderDoes) {
+  Entity* link = model.find("@VELLinks@HYPERLINK");
+  Entity* instance = ApplyStereotype(*blk, *link, {{"URL", "vorn:qm:REQ"}, {"name", "Flow"}});
+  EXPECT_EQ(instance->owner(), blk);
+  EXPECT_EQ(blk->stereotypeInstances(), std::vector<Entity*>{instance});
+  EXPECT_TRUE(blk->HasStereotype("@VELLinks@HYPERLINK", 1));
+  qm::EntityList applications;
+  link->GetReferencingEntities("InstanceOf", applications);
+  EXPECT_EQ(applications, qm::EntityList{instance->asEntity()});
+  Entity* url = Entity::From(instance->GetArgument("URL"));
+  ASSERT_NE(url, nullptr);
+  EXPECT_EQ(url->meta(), "CharstringValue");
+  EXPECT_EQ(url->owner(), instance);
+  EXPECT_EQ(url->value("ValueString"), "vorn:qm:REQ");
+  EXPECT_EQ(blk->QueryEntity("HYPERLINK (. name .)", 0), instance->argument("name")->asEntity());
 }
 
 }  // namespace

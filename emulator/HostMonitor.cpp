@@ -23,6 +23,23 @@ void HostMonitor::Enter(const char* operation, std::string_view argument) {
   }
 }
 
+void HostMonitor::Enter(const char* operation, std::string_view argument, int flag) {
+  if (!flagLogging_) {
+    Enter(operation, argument);
+    return;
+  }
+  Check(operation);
+  if (logging_) {
+    std::string entry(operation);
+    entry += '(';
+    entry += argument;
+    entry += ", ";
+    entry += std::to_string(flag);
+    entry += ')';
+    log_.push_back(std::move(entry));
+  }
+}
+
 void HostMonitor::Check(const char* operation) {
   ++total_;
   std::uint64_t perOperation = ++counts_[operation];
@@ -43,6 +60,7 @@ void HostMonitor::Reset() {
   total_ = 0;
   counts_.clear();
   logging_ = false;
+  flagLogging_ = false;
   log_.clear();
   failAtTotal_ = 0;
   failOperation_.clear();

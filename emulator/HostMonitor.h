@@ -44,6 +44,9 @@ class HostMonitor {
   // when a fault is armed for this call.
   void Enter(const char* operation);
   void Enter(const char* operation, std::string_view argument);
+  // The same for an operation that takes a host flag; with flag logging on,
+  // the entry is "Operation(argument, flag)".
+  void Enter(const char* operation, std::string_view argument, int flag);
 
   // Forgets counts, log and armed faults; logging off.
   void Reset();
@@ -55,6 +58,10 @@ class HostMonitor {
   // With logging on, every call is kept as "Operation" or "Operation(argument)".
   void SetLogging(bool on) { logging_ = on; }
   const std::vector<std::string>& Log() const { return log_; }
+  // With flag logging on as well, operations that take a host flag log it
+  // after their argument: "HasStereotype(@Predefined@trace, 1)". Off after
+  // Reset, so that ordinary log entries keep their shape.
+  void SetFlagLogging(bool on) { flagLogging_ = on; }
   // How many log entries equal `entry` exactly.
   std::size_t LogCount(std::string_view entry) const;
 
@@ -79,6 +86,7 @@ class HostMonitor {
   std::uint64_t total_ = 0;
   std::unordered_map<std::string_view, std::uint64_t> counts_;
   bool logging_ = false;
+  bool flagLogging_ = false;
   std::vector<std::string> log_;
 
   std::uint64_t failAtTotal_ = 0;  // absolute call number that throws, 0 = none

@@ -74,5 +74,26 @@ TEST_F(HostMonitorTest, ResetForgetsEverything) {
   EXPECT_TRUE(monitor.Log().empty());  // logging is off again
 }
 
+TEST_F(HostMonitorTest, FlagLoggingAddsTheHostFlagToOperationsThatTakeOne) {
+  monitor.SetLogging(true);
+  std::string s;
+  model.root().GetValue("Name", s, 0);
+  monitor.SetFlagLogging(true);
+  model.root().GetValue("Name", s, 0);
+  model.root().HasStereotype("@Predefined@trace", 1);
+  model.root().QueryEntity("x (. y .)", 7);
+  model.root().GetReferencedEntity("Supplier", 0);
+  model.root().GetEntity("InstanceOf", 2);
+  model.root().IsKindOf("Model");  // takes no flag
+  EXPECT_EQ(monitor.Log(), (std::vector<std::string>{"GetValue(Name)", "GetValue(Name, 0)",
+                                                     "HasStereotype(@Predefined@trace, 1)", "QueryEntity(x (. y .), 7)",
+                                                     "GetReferencedEntity(Supplier, 0)", "GetEntity(InstanceOf, 2)",
+                                                     "IsKindOf(Model)"}));
+  monitor.Reset();
+  monitor.SetLogging(true);
+  model.root().HasStereotype("@Predefined@trace", 1);
+  EXPECT_EQ(monitor.Log(), (std::vector<std::string>{"HasStereotype(@Predefined@trace)"}));
+}
+
 }  // namespace
 }  // namespace qmemu

@@ -26,6 +26,9 @@ const std::vector<PredefinedEntity>& PredefinedTable() {
       {"@Predefined@externalObjectReference", "Stereotype"},
       {"@VELLinks@HYPERLINK", "Stereotype"},
       {"@VELLineStyles@automaticLineStyle", "Stereotype"},
+      // The meta definition the model-view children agent gives every
+      // ordinary child (see emulator/agents/GetModelViewChildren.cpp).
+      {"@MetaModel@Element", "Definition"},
   };
   return table;
 }

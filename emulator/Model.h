@@ -108,9 +108,18 @@ class Model final : public qm::IVelModel {
   std::map<std::string, std::map<std::string, std::string>> hostData_;
 };
 
-// The host's expression parser behind Model::ParseExpressionText: parses
-// `text` into new entities of meta class `metaClass` owned by nobody yet and
-// appends them to `entities`; appends nothing when the text does not parse.
+// The host's expression parser behind Model::ParseExpressionText (grammar in
+// ExpressionParser.cpp and docs/property-pages.md). Parses the whole of
+// `text` as one expression and appends its top entity, unattached (held by
+// the model), to `entities`: lists become "ListExpr" entities with their
+// items in "Expression"; instances `Kind(. name = value, ... .)` become
+// "InstanceExpr" entities whose "InstanceOf" is the "Definition" named Kind
+// (the one at "@ControlKinds@Kind", made by the host in its package
+// "@ControlKinds" when the model has none) and whose arguments GetArgument
+// answers by name as written ('value' keeps its quotes); strings become
+// "CharstringValue" and names "Ident" entities carrying "ValueString".
+// Appends nothing when the text does not parse or its top expression is not
+// of meta class `metaClass`; the model is then left as it was.
 void ParseHostExpression(Model& model, const std::string& text, qm::EntityList& entities,
                          const std::string& metaClass);
 

@@ -11,10 +11,50 @@ host=build/default/bin/orv-host
 model=examples/model.json
 
 section() { printf '\n== %s\n' "$1"; }
-run() { printf '$ orv-host %s\n' "$*"; "$host" "$@" || printf '(exit status %d)\n' "$?"; }
+# Shows each command with its arguments quoted as a shell would need them.
+run() {
+  printf '$ orv-host'
+  for a in "$@"; do if [ -z "$a" ]; then printf ' ""'; else printf ' %q' "$a"; fi; done
+  printf '\n'
+  "$host" "$@" || printf '(exit status %d)\n' "$?"
+}
 
 section "The example model's entities"
 run --tree "$model"
+
+section "Property pages: both agents on the example's pages (docs/property-pages.md)"
+for entity in BLK-PUMP BLK-STATION REQ-003 PAGE-VALVE PAGE-GAUGE PAGE-INVALID; do
+  printf -- '-- %s: the library parser, nested JSON in parameter 1\n' "$entity"
+  run --context "$entity" "$model" TransformControlInfoToJason ""
+  printf -- '-- %s: the host parser, one hand-written line in parameter 2\n' "$entity"
+  run "$model" GetPropertyPageControls "$entity" "" ""
+done
+printf -- '-- PAGE-INCOMPLETE: a plain value; the host route never returns\n'
+run --context PAGE-INCOMPLETE --print 1 "$model" TransformControlInfoToJason ""
+echo
+run --timeout 2 "$model" GetPropertyPageControls PAGE-INCOMPLETE "" ""
+section "Link information: the pump has links of all four kinds"
+run --print 2 "$model" GetNativeLinkInformation BLK-PUMP ""; echo
+section "Link information: the datasheet is reached only by hyperlinks (listed once per hyperlink)"
+run --print 2 "$model" GetNativeLinkInformation REQ-007 ""; echo
+section "Link information: the sensor's requirement lies outside the model (empty name and GUID)"
+run --print 2 "$model" GetNativeLinkInformation BLK-SENSOR ""; echo
+section "Link information: the external-object placeholder keeps only dependencies without a target reference"
+run --print 2 "$model" GetNativeLinkInformation @Predefined@ExternalObject ""; echo
+section "Link information: an element without links, and an unknown GUID, give an empty text"
+run "$model" GetNativeLinkInformation BLK-STATION old
+run "$model" GetNativeLinkInformation NO-SUCH-GUID old
+section "Model explorer: the root node (GetModelViewChildNodes with an empty parent)"
+run --print 3 "$model" GetModelViewChildNodes "" "" "" ""
+printf '\n'
+section "Model explorer: the root's children"
+run --print 3 "$model" GetModelViewChildNodes PUMP-STATION "" "" ""
+printf '\n'
+section "Model explorer: the attribute node \"Alarms\" of the control panel, expanded"
+run --print 3 "$model" GetModelViewChildNodes BLK-PANEL MM-ALARMS "" ""
+printf '\n'
+section "Model explorer: the whole tree, level by level"
+run --explore "$model"
 
 section "Diagrams as annotated SVG (written to build/demo/)"
 mkdir -p build/demo

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <mutex>
@@ -16,6 +17,7 @@
 
 #include "emulator/ModelFile.h"
 #include "emulator/Session.h"
+#include "tools/Explorer.h"
 
 namespace {
 
@@ -41,6 +43,9 @@ const char kUsage[] =
     "  --tree             print the model's entities as a tree (GUID, meta class,\n"
     "                     name, applied stereotypes) instead of running an agent;\n"
     "                     AGENT is not needed then\n"
+    "  --explore          print the model explorer's tree as the browser client\n"
+    "                     fills it: GetModelViewChildNodes on the root, then on\n"
+    "                     every node that has children; AGENT is not needed then\n"
     "  --help             this text\n"
     "\n"
     "exit status: 0 done; 1 usage; 2 model or plug-in could not be loaded;\n"
@@ -53,6 +58,7 @@ struct Options {
   double timeout = 10;
   long print = 0;
   bool tree = false;
+  bool explore = false;
 };
 
 std::string DefaultPlugin() {
@@ -84,6 +90,8 @@ int ParseOptions(int argc, char** argv, Options& options) {
       return 0;
     } else if (arg == "--tree") {
       options.tree = true;
+    } else if (arg == "--explore") {
+      options.explore = true;
     } else if (arg == "--context" || arg == "--plugin" || arg == "--timeout" || arg == "--print") {
       const char* v = value(arg.c_str());
       if (v == nullptr) return Usage(arg + " needs a value");
@@ -106,9 +114,12 @@ int ParseOptions(int argc, char** argv, Options& options) {
       positional.push_back(arg);
     }
   }
-  if (options.tree) {
-    if (positional.size() != 1) return Usage("--tree expects a model file and nothing else");
+  if (options.tree || options.explore) {
+    if (options.tree && options.explore) return Usage("--tree and --explore exclude each other");
+    const char* option = options.tree ? "--tree" : "--explore";
+    if (positional.size() != 1) return Usage(std::string(option) + " expects a model file and nothing else");
     options.model = positional[0];
+    if (options.plugin.empty()) options.plugin = DefaultPlugin();
     return -1;
   }
   if (positional.size() < 2) return Usage("expected a model file and an agent name");
@@ -119,14 +130,14 @@ int ParseOptions(int argc, char** argv, Options& options) {
   return -1;
 }
 
-// Runs the agent on a thread of its own so that a call that never returns
-// can be given up after the time limit.
-int RunWithTimeLimit(qmemu::Session& session, const Options& options, qmemu::AgentRun& run, std::string& error) {
+// Runs `work` (agent calls) on a thread of its own so that a call that never
+// returns can be given up after the time limit.
+int RunWithTimeLimit(const Options& options, const std::function<bool()>& work) {
   std::mutex mutex;
   std::condition_variable done;
   bool finished = false, ok = false;
   std::thread worker([&] {
-    bool result = session.Run(options.agent, options.context, options.parameters, run, error);
+    bool result = work();
     std::lock_guard<std::mutex> lock(mutex);
     ok = result;
     finished = true;
@@ -136,8 +147,8 @@ int RunWithTimeLimit(qmemu::Session& session, const Options& options, qmemu::Age
   if (options.timeout > 0) {
     auto limit = std::chrono::duration<double>(options.timeout);
     if (!done.wait_for(lock, limit, [&] { return finished; })) {
-      std::cerr << "orv-host: agent " << options.agent << " did not return within " << options.timeout
-                << " s (use --timeout to allow more)\n";
+      std::cerr << "orv-host: agent " << (options.explore ? "GetModelViewChildNodes" : options.agent)
+                << " did not return within " << options.timeout << " s (use --timeout to allow more)\n";
       std::cerr.flush();
       std::_Exit(4);  // the agent's thread cannot be stopped; leave at once
     }
@@ -201,8 +212,18 @@ int main(int argc, char** argv) {
     std::cerr << "orv-host: " << error << "\n";
     return 2;
   }
+  if (options.explore) {
+    // The whole walk shares one time limit.
+    if (RunWithTimeLimit(options, [&] { return orvtool::PrintExplorerTree(*session, std::cout, error); }) != 0) {
+      std::cout.flush();
+      std::cerr << "orv-host: " << error << "\n";
+      return 3;
+    }
+    return 0;
+  }
   qmemu::AgentRun run;
-  if (RunWithTimeLimit(*session, options, run, error) != 0) {
+  auto runAgent = [&] { return session->Run(options.agent, options.context, options.parameters, run, error); };
+  if (RunWithTimeLimit(options, runAgent) != 0) {
     std::cerr << "orv-host: " << error << "\n";
     return 3;
   }

@@ -1,0 +1,130 @@
+// Tests of the host agent "@VELExtensionManagement@GetPropertyEditorPage".
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "emulator/Entity.h"
+#include "emulator/HostMonitor.h"
+#include "emulator/Model.h"
+#include "emulator/ModelFile.h"
+#include "emulator/Parameters.h"
+
+namespace {
+
+using qmemu::Entity;
+using qmemu::HostMonitor;
+using qmemu::Model;
+using qmemu::ParameterValue;
+using qmemu::ParamKind;
+using qmemu::TextAt;
+
+const char kPath[] = "@VELExtensionManagement@GetPropertyEditorPage";
+
+const char kModel[] = R"({"root": {"guid": "ROOT", "name": "Root", "children": [
+  {"guid": "WITH-PAGE", "meta": "Block", "name": "Pump",
+   "values": {"PropertyPage": "{ ControlInfo(. control = Label(. text = \"a\\tb\", 'value' = \"x\" .) .) }"}},
+  {"guid": "EMPTY-PAGE", "meta": "Block", "name": "Empty", "values": {"PropertyPage": ""}},
+  {"guid": "NO-PAGE", "meta": "Block", "name": "Gauge"},
+  {"guid": "TRICKY", "meta": "Block", "name": "say \"hi\"\\now\t!"}]}})";
+
+class PropertyEditorPageTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    HostMonitor::Instance().Reset();
+    std::string error;
+    model = qmemu::LoadModelText(kModel, "pages.json", error);
+    ASSERT_NE(model, nullptr) << error;
+  }
+  void TearDown() override { HostMonitor::Instance().Reset(); }
+
+  // Runs the page agent on `guid` with a text parameter holding "before",
+  // a null interface and an entity list; the text of the first parameter.
+  std::string Page(const std::string& guid) {
+    qm::EntityList list;
+    qm::AgentParameters parameters;
+    parameters.push_back(qm::AgentParameter::Create("before", qm::_String));
+    parameters.push_back(qm::AgentParameter::Create(static_cast<const qm::IUnknown*>(nullptr), qm::_UnknownInterface));
+    parameters.push_back(qm::AgentParameter::Create(list, qm::_EntityList));
+    model->InvokeAgent(model->FindEntity(kPath), model->FindEntity(guid), parameters);
+    EXPECT_TRUE(list.empty());
+    return TextAt(parameters, 0);
+  }
+
+  std::unique_ptr<Model> model;
+};
+
+TEST_F(PropertyEditorPageTest, IsDeclaredInEveryModelWithItsThreeParameters) {
+  Entity* declaration = model->find(kPath);
+  ASSERT_NE(declaration, nullptr);
+  EXPECT_EQ(declaration->meta(), "AgentDeclaration");
+  const auto& formals = declaration->list("Parameter");
+  ASSERT_EQ(formals.size(), 3u);
+  EXPECT_EQ(formals[0]->value("Kind"), "text");
+  EXPECT_EQ(formals[1]->value("Kind"), "interface");
+  EXPECT_EQ(formals[2]->value("Kind"), "entity list");
+  std::string error;
+  auto without = qmemu::LoadModelText(std::string(R"({"omit": [")") + kPath + R"("], "root": {}})", "m.json", error);
+  ASSERT_NE(without, nullptr) << error;
+  EXPECT_EQ(without->FindEntity(kPath), nullptr);
+}
+
+TEST_F(PropertyEditorPageTest, WritesThePropertyPageValueByteForByte) {
+  EXPECT_EQ(Page("WITH-PAGE"), "{ ControlInfo(. control = Label(. text = \"a\\tb\", 'value' = \"x\" .) .) }");
+}
+
+TEST_F(PropertyEditorPageTest, AnEmptyPropertyPageValueIsAnEmptyPage) { EXPECT_EQ(Page("EMPTY-PAGE"), ""); }
+
+TEST_F(PropertyEditorPageTest, AnEntityWithoutAPageGetsAnEditBoxShowingItsName) {
+  EXPECT_EQ(Page("NO-PAGE"),
+            "{ ControlInfo(. control = EditBox(. text = \"Name\", 'value' = \"Gauge\" .), children = { } .) }");
+}
+
+TEST_F(PropertyEditorPageTest, TheDefaultPageQuotesTheNameAsAControlInfoString) {
+  const std::string page = Page("TRICKY");
+  EXPECT_EQ(page, "{ ControlInfo(. control = EditBox(. text = \"Name\", 'value' = \"say \\\"hi\\\"\\\\now\t!\" .), "
+                  "children = { } .) }");
+  // The host reads the name back exactly.
+  qm::EntityList parsed;
+  model->ParseExpressionText(page, parsed, "Expression");
+  ASSERT_EQ(parsed.size(), 1u);
+  Entity* info = Entity::From(parsed.front())->list("Expression").at(0);
+  Entity* value = info->argument("control")->argument("'value'");
+  ASSERT_NE(value, nullptr);
+  EXPECT_EQ(value->value("ValueString"), "say \"hi\"\\now\t!");
+}
+
+TEST_F(PropertyEditorPageTest, NeedsOnlyTheTextParameter) {
+  qm::AgentParameters parameters;
+  parameters.push_back(qm::AgentParameter::Create("", qm::_String));
+  model->InvokeAgent(model->FindEntity(kPath), model->FindEntity("NO-PAGE"), parameters);
+  EXPECT_NE(TextAt(parameters, 0).find("\"Gauge\""), std::string::npos);
+  qm::AgentParameters none;
+  model->InvokeAgent(model->FindEntity(kPath), model->FindEntity("NO-PAGE"), none);
+  EXPECT_TRUE(none.empty());
+}
+
+TEST_F(PropertyEditorPageTest, LeavesTheParameterWithoutContextOrWhenItIsNoText) {
+  qm::AgentParameters parameters;
+  parameters.push_back(qm::AgentParameter::Create("kept", qm::_String));
+  model->InvokeAgent(model->FindEntity(kPath), nullptr, parameters);
+  EXPECT_EQ(TextAt(parameters, 0), "kept");
+  qm::AgentParameters number;
+  number.push_back(qm::AgentParameter::Create(5L, qm::_Integer));
+  model->InvokeAgent(model->FindEntity(kPath), model->FindEntity("NO-PAGE"), number);
+  EXPECT_EQ(ParameterValue::Of(*number.front()).kind, ParamKind::Integer);
+  EXPECT_EQ(ParameterValue::Of(*number.front()).text, "");
+}
+
+TEST_F(PropertyEditorPageTest, ItsWorkIsNotCountedAsHostOperations) {
+  qm::AgentParameters parameters;
+  parameters.push_back(qm::AgentParameter::Create("", qm::_String));
+  qm::IVelEntity* agent = model->FindEntity(kPath);
+  qm::IVelEntity* context = model->FindEntity("WITH-PAGE");
+  HostMonitor::Instance().Reset();
+  HostMonitor::Instance().SetLogging(true);
+  model->InvokeAgent(agent, context, parameters);
+  EXPECT_EQ(HostMonitor::Instance().Log(), std::vector<std::string>{std::string("InvokeAgent(") + kPath + ")"});
+}
+
+}  // namespace

@@ -1,0 +1,102 @@
+#include "tools/Explorer.h"
+
+#include <set>
+#include <utility>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace orvtool {
+namespace {
+
+// One node as the agent answers it.
+struct Node {
+  std::string text, hasChildren, visual, icon, metaclassType, modelguid, metaguid;
+};
+
+// Reads the agent's answer; false when it is not an array of objects with
+// the seven string members.
+bool ParseNodes(const std::string& answer, std::vector<Node>& nodes) {
+  nlohmann::json json = nlohmann::json::parse(answer, nullptr, false);
+  if (!json.is_array()) return false;
+  for (const nlohmann::json& object : json) {
+    if (!object.is_object()) return false;
+    Node node;
+    const std::pair<const char*, std::string*> members[] = {
+        {"text", &node.text},           {"hasChildren", &node.hasChildren}, {"visual", &node.visual},
+        {"icon", &node.icon},           {"metaclassType", &node.metaclassType},
+        {"modelguid", &node.modelguid}, {"metaguid", &node.metaguid}};
+    for (const auto& member : members) {
+      auto it = object.find(member.first);
+      if (it == object.end() || !it->is_string()) return false;
+      *member.second = it->get<std::string>();
+    }
+    nodes.push_back(std::move(node));
+  }
+  return true;
+}
+
+class Walk {
+ public:
+  Walk(qmemu::Session& session, std::ostream& out) : session_(session), out_(out) {}
+
+  // Prints the children of (`guid`, `metaguid`) at `depth`; "" asks for the root.
+  bool Expand(const std::string& guid, const std::string& metaguid, int depth, std::string& error) {
+    qmemu::AgentRun run;
+    if (!session_.Run("GetModelViewChildNodes", "", {guid, metaguid, "", ""}, run, error)) return false;
+    const std::string indent(2 * static_cast<std::size_t>(depth), ' ');
+    if (!run.messages.empty()) {
+      error = "the host refused the call: " + run.messages.front();
+      return false;
+    }
+    if (!run.parameters[3].empty()) {
+      out_ << indent << "! " << run.parameters[3] << "\n";
+      return true;
+    }
+    std::vector<Node> nodes;
+    if (!ParseNodes(run.parameters[2], nodes)) {
+      error = "GetModelViewChildNodes answered what is not a node list: " + run.parameters[2];
+      return false;
+    }
+    for (const Node& node : nodes) {
+      Print(node, indent);
+      if (node.hasChildren != "yes") continue;
+      const std::pair<std::string, std::string> key(node.modelguid, node.metaguid);
+      if (depth + 1 > kMaxExplorerDepth) {
+        out_ << indent << "  ... (deeper levels not shown)\n";
+      } else if (!path_.insert(key).second) {
+        out_ << indent << "  ... (already shown above: the tree turns back here)\n";
+      } else {
+        bool ok = Expand(node.modelguid, node.metaguid, depth + 1, error);
+        path_.erase(key);
+        if (!ok) return false;
+      }
+    }
+    return true;
+  }
+
+ private:
+  void Print(const Node& node, const std::string& indent) {
+    out_ << indent << (node.hasChildren == "yes" ? "+ " : "- ") << '"' << node.text << '"';
+    if (node.metaguid.empty()) {
+      out_ << "  [" << node.metaclassType << "]";
+    } else {
+      out_ << "  [attribute " << node.metaguid << "]";
+    }
+    out_ << "  " << node.modelguid << "  icon " << node.icon;
+    if (node.visual == "yes") out_ << "  (in a diagram)";
+    out_ << "\n";
+  }
+
+  qmemu::Session& session_;
+  std::ostream& out_;
+  std::set<std::pair<std::string, std::string>> path_;  // nodes being expanded, root to here
+};
+
+}  // namespace
+
+bool PrintExplorerTree(qmemu::Session& session, std::ostream& out, std::string& error) {
+  return Walk(session, out).Expand("", "", 0, error);
+}
+
+}  // namespace orvtool
