@@ -3,8 +3,8 @@
 namespace qmemu {
 namespace {
 
-std::vector<HostAgentSpec>& Registry() {
-  static std::vector<HostAgentSpec>* agents = new std::vector<HostAgentSpec>();
+std::vector<HostAgentInfo>& Registry() {
+  static std::vector<HostAgentInfo>* agents = new std::vector<HostAgentInfo>();
   return *agents;
 }
 
@@ -13,11 +13,11 @@ const FormalParameter OptionalText(const char* name) { return {name, ParamKind::
 
 }  // namespace
 
-const std::vector<HostAgentSpec>& HostAgents() { return Registry(); }
+const std::vector<HostAgentInfo>& HostAgents() { return Registry(); }
 
-const HostAgentSpec* FindHostAgent(const std::string& path) {
-  for (const HostAgentSpec& spec : Registry()) {
-    if (spec.path == path) return &spec;
+const HostAgentInfo* FindHostAgent(const std::string& path) {
+  for (const HostAgentInfo& info : Registry()) {
+    if (info.path == path) return &info;
   }
   return nullptr;
 }
@@ -27,8 +27,8 @@ HostAgentRegistration::HostAgentRegistration(std::string path, std::vector<Forma
   Registry().push_back({std::move(path), std::move(formals), body});
 }
 
-const std::vector<PluginAgentSpec>& PluginAgents() {
-  static const std::vector<PluginAgentSpec> agents = {
+const std::vector<PluginAgentInfo>& PluginAgents() {
+  static const std::vector<PluginAgentInfo> agents = {
       // The page agent it hands its list to takes (page text, interface, entity list).
       {"TransformControlInfoToJason",
        {Text("page"), {"context", ParamKind::Interface, true}, {"entities", ParamKind::EntityList, true}}},

@@ -35,16 +35,16 @@ struct HostAgentCall {
 
 typedef void (*HostAgentBody)(HostAgentCall& call);
 
-struct HostAgentSpec {
+struct HostAgentInfo {
   std::string path;  // "@Package@Name"
   std::vector<FormalParameter> formals;
   HostAgentBody body;
 };
 
 // All registered host agents, in registration order.
-const std::vector<HostAgentSpec>& HostAgents();
+const std::vector<HostAgentInfo>& HostAgents();
 // The agent registered under `path`, or null.
-const HostAgentSpec* FindHostAgent(const std::string& path);
+const HostAgentInfo* FindHostAgent(const std::string& path);
 
 // Registers an agent at static-initialisation time.
 struct HostAgentRegistration {
@@ -52,11 +52,11 @@ struct HostAgentRegistration {
 };
 
 // The plug-in's own agents: their declarations under "@OrvServer@".
-struct PluginAgentSpec {
+struct PluginAgentInfo {
   const char* name;
   std::vector<FormalParameter> formals;
 };
-const std::vector<PluginAgentSpec>& PluginAgents();
+const std::vector<PluginAgentInfo>& PluginAgents();
 
 }  // namespace qmemu
 

@@ -115,9 +115,9 @@ qm::Status Model::InvokeAgent(qm::IVelEntity* agent, qm::IVelEntity* context, qm
 qm::Status Model::runAgent(Entity* agent, Entity* context, qm::AgentParameters& parameters) {
   if (agent == nullptr || &agent->model() != this) return 1;
   const std::string& path = agent->guid();
-  if (const HostAgentSpec* spec = FindHostAgent(path)) {
+  if (const HostAgentInfo* info = FindHostAgent(path)) {
     HostAgentCall call{*this, context, parameters};
-    spec->body(call);
+    info->body(call);
     return 0;
   }
   static const std::string pluginPackage = "@OrvServer@";
@@ -144,12 +144,12 @@ void Model::addPredefined(const std::set<std::string>& omit) {
     Entity* entity = create(e.meta, e.path, owner);
     if (entity != nullptr) entity->setValue("Name", name);
   }
-  for (const HostAgentSpec& spec : HostAgents()) {
-    if (omit.count(spec.path) == 0) declareAgent(spec.path, spec.formals);
+  for (const HostAgentInfo& info : HostAgents()) {
+    if (omit.count(info.path) == 0) declareAgent(info.path, info.formals);
   }
-  for (const PluginAgentSpec& spec : PluginAgents()) {
-    std::string path = std::string("@OrvServer@") + spec.name;
-    if (omit.count(path) == 0 && find(path) == nullptr) declareAgent(path, spec.formals);
+  for (const PluginAgentInfo& info : PluginAgents()) {
+    std::string path = std::string("@OrvServer@") + info.name;
+    if (omit.count(path) == 0 && find(path) == nullptr) declareAgent(path, info.formals);
   }
 }
 

@@ -217,7 +217,7 @@ struct StereotypeSpec {
   std::vector<NamedValue> tags;
 };
 
-struct EntitySpec {
+struct EntityPlan {
   std::string pointer;
   std::string guid;  // empty: the model generates one
   std::string meta;
@@ -228,15 +228,15 @@ struct EntitySpec {
   std::vector<std::pair<std::string, std::vector<Target>>> lists;
   std::vector<StereotypeSpec> stereotypes;
   std::vector<NamedValue> arguments;
-  std::vector<EntitySpec> children;
+  std::vector<EntityPlan> children;
   Entity* entity = nullptr;  // once created
 };
 
 struct FileSpec {
   MetaClasses metaClasses;
   std::set<std::string> omit;
-  EntitySpec root;
-  std::vector<EntitySpec> entities;
+  EntityPlan root;
+  std::vector<EntityPlan> entities;
   std::map<std::string, std::map<std::string, std::string>> hostData;
 };
 
@@ -279,8 +279,8 @@ std::string Join(const std::vector<std::string>& words) {
 // Every path that "omit" may name.
 std::set<std::string> OmittablePaths() {
   std::set<std::string> paths(PredefinedPaths().begin(), PredefinedPaths().end());
-  for (const HostAgentSpec& spec : HostAgents()) paths.insert(spec.path);
-  for (const PluginAgentSpec& spec : PluginAgents()) paths.insert(std::string("@OrvServer@") + spec.name);
+  for (const HostAgentInfo& info : HostAgents()) paths.insert(info.path);
+  for (const PluginAgentInfo& info : PluginAgents()) paths.insert(std::string("@OrvServer@") + info.name);
   return paths;
 }
 
@@ -409,28 +409,28 @@ class Reader {
 
   // ---- entities ----
 
-  EntitySpec ReadEntity(const Json& object, const std::string& pointer, Role role, std::size_t depth) {
+  EntityPlan ReadEntity(const Json& object, const std::string& pointer, Role role, std::size_t depth) {
     ExpectObject(object, pointer);
     ExpectEntityKeys(object, pointer, role);
-    EntitySpec spec;
-    spec.pointer = pointer;
-    ReadGuid(object, spec, role);
-    ReadMeta(object, spec, role);
-    ReadValues(object, spec);
+    EntityPlan info;
+    info.pointer = pointer;
+    ReadGuid(object, info, role);
+    ReadMeta(object, info, role);
+    ReadValues(object, info);
     if (object.contains("in")) {
-      spec.in = ExpectNonEmptyString(object["in"], Member(pointer, "in"));
-      file_.metaClasses.AddListProperty(spec.in);
+      info.in = ExpectNonEmptyString(object["in"], Member(pointer, "in"));
+      file_.metaClasses.AddListProperty(info.in);
     }
     if (role == Role::Entry) {
       if (!object.contains("owner")) Fail(pointer, "missing key 'owner'");
-      spec.owner = Target{ExpectString(object["owner"], Member(pointer, "owner")), Member(pointer, "owner")};
+      info.owner = Target{ExpectString(object["owner"], Member(pointer, "owner")), Member(pointer, "owner")};
     }
-    if (object.contains("refs")) ReadRefs(object["refs"], spec);
-    if (object.contains("lists")) ReadLists(object["lists"], spec);
-    if (object.contains("stereotypes")) ReadStereotypes(object["stereotypes"], spec);
-    if (object.contains("arguments")) ReadArguments(object["arguments"], spec);
-    if (object.contains("children")) ReadChildren(object["children"], spec, depth);
-    return spec;
+    if (object.contains("refs")) ReadRefs(object["refs"], info);
+    if (object.contains("lists")) ReadLists(object["lists"], info);
+    if (object.contains("stereotypes")) ReadStereotypes(object["stereotypes"], info);
+    if (object.contains("arguments")) ReadArguments(object["arguments"], info);
+    if (object.contains("children")) ReadChildren(object["children"], info, depth);
+    return info;
   }
 
   // Unknown keys, with a pointed message for the two keys that belong to
@@ -444,17 +444,17 @@ class Reader {
     ExpectKnownKeys(object, pointer, EntityKeys(role));
   }
 
-  void ReadGuid(const Json& object, EntitySpec& spec, Role role) {
-    const std::string pointer = Member(spec.pointer, "guid");
+  void ReadGuid(const Json& object, EntityPlan& info, Role role) {
+    const std::string pointer = Member(info.pointer, "guid");
     if (object.contains("guid")) {
-      spec.guid = ExpectNonEmptyString(object["guid"], pointer);
+      info.guid = ExpectNonEmptyString(object["guid"], pointer);
     } else if (role == Role::Root) {
-      spec.guid = "model-root";
+      info.guid = "model-root";
     }
-    if (IsGeneratedForm(spec.guid)) {
+    if (IsGeneratedForm(info.guid)) {
       Fail(pointer, "GUIDs of the form 'emu-<number>' are reserved for the GUIDs the model generates");
     }
-    if (!spec.guid.empty() && !guids_.insert(spec.guid).second) Fail(pointer, "duplicate GUID " + Quoted(spec.guid));
+    if (!info.guid.empty() && !guids_.insert(info.guid).second) Fail(pointer, "duplicate GUID " + Quoted(info.guid));
   }
 
   // The model names entities without a GUID "emu-1", "emu-2", ... (its
@@ -466,45 +466,45 @@ class Reader {
     return std::all_of(guid.begin() + kPrefix.size(), guid.end(), [](char c) { return c >= '0' && c <= '9'; });
   }
 
-  void ReadMeta(const Json& object, EntitySpec& spec, Role role) {
+  void ReadMeta(const Json& object, EntityPlan& info, Role role) {
     if (!object.contains("meta")) {
-      if (role != Role::Root) Fail(spec.pointer, "missing key 'meta'");
-      spec.meta = "Model";
+      if (role != Role::Root) Fail(info.pointer, "missing key 'meta'");
+      info.meta = "Model";
       return;
     }
-    const std::string pointer = Member(spec.pointer, "meta");
-    spec.meta = ExpectString(object["meta"], pointer);
-    if (!file_.metaClasses.Has(spec.meta)) Fail(pointer, "unknown meta class " + Quoted(spec.meta));
+    const std::string pointer = Member(info.pointer, "meta");
+    info.meta = ExpectString(object["meta"], pointer);
+    if (!file_.metaClasses.Has(info.meta)) Fail(pointer, "unknown meta class " + Quoted(info.meta));
   }
 
   // "name" and "values" both give text properties; "name" is "Name".
-  void ReadValues(const Json& object, EntitySpec& spec) {
+  void ReadValues(const Json& object, EntityPlan& info) {
     const bool named = object.contains("name");
-    if (named) spec.values.emplace_back("Name", ExpectString(object["name"], Member(spec.pointer, "name")));
+    if (named) info.values.emplace_back("Name", ExpectString(object["name"], Member(info.pointer, "name")));
     if (!object.contains("values")) return;
-    const std::string pointer = Member(spec.pointer, "values");
+    const std::string pointer = Member(info.pointer, "values");
     ExpectObject(object["values"], pointer);
     for (const auto& member : object["values"].items()) {
       const std::string valuePointer = Member(pointer, member.key());
       ExpectName(member.key(), valuePointer);
       if (member.key() == "Guid") Fail(valuePointer, "the GUID is given by the key 'guid'");
       if (member.key() == "Name" && named) Fail(valuePointer, "the name is already given by the key 'name'");
-      spec.values.emplace_back(member.key(), ExpectString(member.value(), valuePointer));
+      info.values.emplace_back(member.key(), ExpectString(member.value(), valuePointer));
     }
   }
 
-  void ReadRefs(const Json& object, EntitySpec& spec) {
-    const std::string pointer = Member(spec.pointer, "refs");
+  void ReadRefs(const Json& object, EntityPlan& info) {
+    const std::string pointer = Member(info.pointer, "refs");
     ExpectObject(object, pointer);
     for (const auto& member : object.items()) {
       const std::string refPointer = Member(pointer, member.key());
       ExpectName(member.key(), refPointer);
-      spec.refs.emplace_back(member.key(), Target{ExpectString(member.value(), refPointer), refPointer});
+      info.refs.emplace_back(member.key(), Target{ExpectString(member.value(), refPointer), refPointer});
     }
   }
 
-  void ReadLists(const Json& object, EntitySpec& spec) {
-    const std::string pointer = Member(spec.pointer, "lists");
+  void ReadLists(const Json& object, EntityPlan& info) {
+    const std::string pointer = Member(info.pointer, "lists");
     ExpectObject(object, pointer);
     for (const auto& member : object.items()) {
       const std::string listPointer = Member(pointer, member.key());
@@ -515,12 +515,12 @@ class Reader {
         targets.push_back(Target{ExpectString(member.value()[i], Member(listPointer, i)), Member(listPointer, i)});
       }
       file_.metaClasses.AddListProperty(member.key());
-      spec.lists.emplace_back(member.key(), std::move(targets));
+      info.lists.emplace_back(member.key(), std::move(targets));
     }
   }
 
-  void ReadStereotypes(const Json& array, EntitySpec& spec) {
-    const std::string pointer = Member(spec.pointer, "stereotypes");
+  void ReadStereotypes(const Json& array, EntityPlan& info) {
+    const std::string pointer = Member(info.pointer, "stereotypes");
     ExpectArray(array, pointer);
     for (std::size_t i = 0; i < array.size(); ++i) {
       const std::string itemPointer = Member(pointer, i);
@@ -531,16 +531,16 @@ class Reader {
       StereotypeSpec stereotype;
       stereotype.stereotype = Target{ExpectString(item["apply"], Member(itemPointer, "apply")), Member(itemPointer, "apply")};
       if (item.contains("tags")) stereotype.tags = ReadNamedValues(item["tags"], Member(itemPointer, "tags"));
-      spec.stereotypes.push_back(std::move(stereotype));
+      info.stereotypes.push_back(std::move(stereotype));
     }
   }
 
-  void ReadArguments(const Json& object, EntitySpec& spec) {
-    const std::string pointer = Member(spec.pointer, "arguments");
-    if (!file_.metaClasses.IsKindOf(spec.meta, "InstanceExpr")) {
-      Fail(pointer, "arguments belong to instance expressions, not to meta class " + Quoted(spec.meta));
+  void ReadArguments(const Json& object, EntityPlan& info) {
+    const std::string pointer = Member(info.pointer, "arguments");
+    if (!file_.metaClasses.IsKindOf(info.meta, "InstanceExpr")) {
+      Fail(pointer, "arguments belong to instance expressions, not to meta class " + Quoted(info.meta));
     }
-    spec.arguments = ReadNamedValues(object, pointer);
+    info.arguments = ReadNamedValues(object, pointer);
   }
 
   std::vector<NamedValue> ReadNamedValues(const Json& object, const std::string& pointer) {
@@ -556,35 +556,35 @@ class Reader {
 
   // A string, {"ident": name} or {"entity": GUID or path}.
   static ValueSpec ReadValue(const Json& value, const std::string& pointer) {
-    ValueSpec spec;
+    ValueSpec info;
     if (value.is_string()) {
-      spec.text = value.get<std::string>();
-      return spec;
+      info.text = value.get<std::string>();
+      return info;
     }
     if (value.is_object() && value.size() == 1) {
       if (value.contains("ident")) {
-        spec.kind = ValueSpec::Kind::Ident;
-        spec.text = ExpectNonEmptyString(value["ident"], Member(pointer, "ident"));
-        return spec;
+        info.kind = ValueSpec::Kind::Ident;
+        info.text = ExpectNonEmptyString(value["ident"], Member(pointer, "ident"));
+        return info;
       }
       if (value.contains("entity")) {
-        spec.kind = ValueSpec::Kind::Entity;
-        spec.pointer = Member(pointer, "entity");
-        spec.text = ExpectString(value["entity"], spec.pointer);
-        return spec;
+        info.kind = ValueSpec::Kind::Entity;
+        info.pointer = Member(pointer, "entity");
+        info.text = ExpectString(value["entity"], info.pointer);
+        return info;
       }
     }
     Fail(pointer, "expected a string, {\"ident\": name} or {\"entity\": GUID or path}");
   }
 
-  void ReadChildren(const Json& array, EntitySpec& spec, std::size_t depth) {
-    const std::string pointer = Member(spec.pointer, "children");
+  void ReadChildren(const Json& array, EntityPlan& info, std::size_t depth) {
+    const std::string pointer = Member(info.pointer, "children");
     ExpectArray(array, pointer);
     if (!array.empty() && depth >= kMaxChildrenNesting) {
       Fail(pointer, "children nested deeper than " + std::to_string(kMaxChildrenNesting) + " levels");
     }
     for (std::size_t i = 0; i < array.size(); ++i) {
-      spec.children.push_back(ReadEntity(array[i], Member(pointer, i), Role::Child, depth + 1));
+      info.children.push_back(ReadEntity(array[i], Member(pointer, i), Role::Child, depth + 1));
     }
   }
 
@@ -604,7 +604,7 @@ class Builder {
   explicit Builder(FileSpec& file) : file_(file) {}
 
   std::unique_ptr<Model> Build() {
-    EntitySpec& root = file_.root;
+    EntityPlan& root = file_.root;
     model_.reset(new Model(file_.metaClasses, root.guid, root.meta, ""));
     model_->addPredefined(file_.omit);
     root.entity = &model_->root();
@@ -612,7 +612,7 @@ class Builder {
     CreateChildren(root);
     CreateEntries();
     Resolve(root);
-    for (EntitySpec& entry : file_.entities) Resolve(entry);
+    for (EntityPlan& entry : file_.entities) Resolve(entry);
     model_->hostData() = file_.hostData;
     return std::move(model_);
   }
@@ -620,41 +620,41 @@ class Builder {
  private:
   // ---- creation ----
 
-  // The entity of `spec`, owned by `owner`. The file's GUIDs are unique
+  // The entity of `info`, owned by `owner`. The file's GUIDs are unique
   // among themselves and never of the generated form, so only the
   // predefined library can hold one already.
-  Entity* Create(EntitySpec& spec, Entity* owner) {
-    Entity* entity = model_->create(spec.meta, spec.guid, owner);
+  Entity* Create(EntityPlan& info, Entity* owner) {
+    Entity* entity = model_->create(info.meta, info.guid, owner);
     if (entity == nullptr) {
-      Fail(Member(spec.pointer, "guid"), "GUID " + Quoted(spec.guid) + " is taken by a predefined entity");
+      Fail(Member(info.pointer, "guid"), "GUID " + Quoted(info.guid) + " is taken by a predefined entity");
     }
     return entity;
   }
 
   // Text values, and the owner's list that also holds the entity.
-  void Describe(EntitySpec& spec, Entity* owner) {
-    for (const auto& value : spec.values) spec.entity->setValue(value.first, value.second);
-    if (owner != nullptr && !spec.in.empty()) owner->append(spec.in, spec.entity);
+  void Describe(EntityPlan& info, Entity* owner) {
+    for (const auto& value : info.values) info.entity->setValue(value.first, value.second);
+    if (owner != nullptr && !info.in.empty()) owner->append(info.in, info.entity);
   }
 
-  void Place(EntitySpec& spec, Entity* owner) {
-    spec.entity = Create(spec, owner);
-    Describe(spec, owner);
-    CreateChildren(spec);
+  void Place(EntityPlan& info, Entity* owner) {
+    info.entity = Create(info, owner);
+    Describe(info, owner);
+    CreateChildren(info);
   }
 
-  void CreateChildren(EntitySpec& spec) {
-    for (EntitySpec& child : spec.children) Place(child, spec.entity);
+  void CreateChildren(EntityPlan& info) {
+    for (EntityPlan& child : info.children) Place(child, info.entity);
   }
 
   // Entries of "entities" may name owners that come later in the file, or
   // inside other entries: they are placed in rounds until none is left.
   void CreateEntries() {
-    std::vector<EntitySpec*> pending;
-    for (EntitySpec& entry : file_.entities) pending.push_back(&entry);
+    std::vector<EntityPlan*> pending;
+    for (EntityPlan& entry : file_.entities) pending.push_back(&entry);
     while (!pending.empty()) {
-      std::vector<EntitySpec*> waiting;
-      for (EntitySpec* entry : pending) {
+      std::vector<EntityPlan*> waiting;
+      for (EntityPlan* entry : pending) {
         Entity* owner = model_->find(entry->owner.name);
         if (owner == nullptr) {
           waiting.push_back(entry);
@@ -669,29 +669,29 @@ class Builder {
 
   // Why no entry of `waiting` can be placed: an ownership cycle, or an
   // owner that is nowhere in the file.
-  [[noreturn]] void FailUnplaced(const std::vector<EntitySpec*>& waiting) {
+  [[noreturn]] void FailUnplaced(const std::vector<EntityPlan*>& waiting) {
     std::map<std::string, std::size_t> entryOf;  // GUID in a waiting entry -> that entry
     for (std::size_t i = 0; i < waiting.size(); ++i) MapGuids(*waiting[i], i, entryOf);
     for (std::size_t i = 0; i < waiting.size(); ++i) {
       std::string cycle;
       if (FindCycle(waiting, entryOf, i, cycle)) Fail(waiting[i]->owner.pointer, "ownership cycle: " + cycle);
     }
-    for (const EntitySpec* entry : waiting) {
+    for (const EntityPlan* entry : waiting) {
       if (entryOf.count(entry->owner.name) == 0) FailUnknown(entry->owner);
     }
     Fail(waiting.front()->owner.pointer, "owner " + Quoted(waiting.front()->owner.name) + " cannot be placed");
   }
 
-  static void MapGuids(const EntitySpec& spec, std::size_t entry, std::map<std::string, std::size_t>& entryOf) {
-    if (!spec.guid.empty()) entryOf[spec.guid] = entry;
-    for (const EntitySpec& child : spec.children) MapGuids(child, entry, entryOf);
+  static void MapGuids(const EntityPlan& info, std::size_t entry, std::map<std::string, std::size_t>& entryOf) {
+    if (!info.guid.empty()) entryOf[info.guid] = entry;
+    for (const EntityPlan& child : info.children) MapGuids(child, entry, entryOf);
   }
 
-  static std::string Label(const EntitySpec& spec) { return spec.guid.empty() ? spec.pointer : spec.guid; }
+  static std::string Label(const EntityPlan& info) { return info.guid.empty() ? info.pointer : info.guid; }
 
   // Follows owners from entry `start`; true when they lead back to it, with
   // the chain ("A -> B -> A") in `cycle`.
-  static bool FindCycle(const std::vector<EntitySpec*>& waiting, const std::map<std::string, std::size_t>& entryOf,
+  static bool FindCycle(const std::vector<EntityPlan*>& waiting, const std::map<std::string, std::size_t>& entryOf,
                         std::size_t start, std::string& cycle) {
     cycle = Label(*waiting[start]);
     std::set<std::size_t> seen{start};
@@ -734,22 +734,22 @@ class Builder {
     return entity;
   }
 
-  void Resolve(EntitySpec& spec) {
-    Entity* entity = spec.entity;
-    for (const auto& ref : spec.refs) {
+  void Resolve(EntityPlan& info) {
+    Entity* entity = info.entity;
+    for (const auto& ref : info.refs) {
       if (model_->metaClasses().IsListProperty(ref.first)) {
         Fail(ref.second.pointer, Quoted(ref.first) + " holds a list: give it under \"lists\"");
       }
       entity->setReference(ref.first, Lookup(ref.second));
     }
-    for (const auto& list : spec.lists) {
+    for (const auto& list : info.lists) {
       for (const Target& target : list.second) entity->append(list.first, Lookup(target));
     }
-    for (const StereotypeSpec& stereotype : spec.stereotypes) Apply(stereotype, entity);
-    for (const NamedValue& argument : spec.arguments) {
+    for (const StereotypeSpec& stereotype : info.stereotypes) Apply(stereotype, entity);
+    for (const NamedValue& argument : info.arguments) {
       entity->addArgument(argument.name, MakeValue(argument.value, entity));
     }
-    for (EntitySpec& child : spec.children) Resolve(child);
+    for (EntityPlan& child : info.children) Resolve(child);
   }
 
   // An application of a stereotype: an instance expression owned by the

@@ -69,10 +69,10 @@ TEST_F(ModelFileTest, MinimalFileGivesRootModelAndPredefinedLibrary) {
   EXPECT_EQ(model->root().guid(), "model-root");
   EXPECT_EQ(model->root().meta(), "Model");
   for (const std::string& path : PredefinedPaths()) EXPECT_NE(model->FindEntity(path), nullptr) << path;
-  for (const PluginAgentSpec& agent : PluginAgents()) {
+  for (const PluginAgentInfo& agent : PluginAgents()) {
     EXPECT_NE(model->FindEntity(std::string("@OrvServer@") + agent.name), nullptr) << agent.name;
   }
-  for (const HostAgentSpec& agent : HostAgents()) EXPECT_NE(model->FindEntity(agent.path), nullptr) << agent.path;
+  for (const HostAgentInfo& agent : HostAgents()) EXPECT_NE(model->FindEntity(agent.path), nullptr) << agent.path;
 }
 
 TEST_F(ModelFileTest, FormatKeyNamesTheFormat) {
@@ -114,7 +114,7 @@ TEST_F(ModelFileTest, ListPropertiesAreRegistered) {
 TEST_F(ModelFileTest, OmittedEntitiesAndDeclarationsAreNotFound) {
   std::vector<std::string> omitted = {"@Predefined@ExternalObject", "@Predefined@deriveReqt", "@VELLinks@HYPERLINK",
                                       "@OrvServer@GetNativeLinkInformation"};
-  for (const HostAgentSpec& agent : HostAgents()) omitted.push_back(agent.path);
+  for (const HostAgentInfo& agent : HostAgents()) omitted.push_back(agent.path);
   std::string list;
   for (const std::string& path : omitted) list += (list.empty() ? "\"" : ", \"") + path + "\"";
   auto model = Load(R"({"omit": [)" + list + R"(], "root": {}})");
