@@ -286,7 +286,7 @@ const char* const kStereotypedModel = R"({"root": {"children": [
      "stereotypes": [{"apply": "@Predefined@satisfy"},
                      {"apply": "@Predefined@externalObjectReference",
                       "tags": {"source": "vorn:qm:B1", "target": "vorn:qm:R1"}}]}],
-   "stereotypes": [{"apply": "@VELLinks@HYPERLINK", "tags": {"URL": "vorn:qm:R1", "name": "Spec sheet"}},
+   "stereotypes": [{"apply": "@VELLinks@HYPERLINK", "tags": {"URL": "vorn:qm:R1", "name": "Data sheet"}},
                    {"apply": "@VELLinks@HYPERLINK", "tags": {"URL": "vorn:a:b:R1"}}]},
   {"guid": "R1", "meta": "Requirement", "name": "Flow",
    "stereotypes": [{"apply": "@VELLinks@HYPERLINK", "tags": {"URL": "http://example.org", "name": "web"}}]},
@@ -368,7 +368,7 @@ TEST_F(ModelFileTest, HyperlinkArgumentsAreReachedThroughTheExpressionInterface)
   qm::IUnknown* url = expression->GetArgument("URL");
   ASSERT_NE(url, nullptr);
   EXPECT_EQ(Entity::From(url)->value("ValueString"), "vorn:qm:R1");
-  EXPECT_EQ(Entity::From(expression->GetArgument("name"))->value("ValueString"), "Spec sheet");
+  EXPECT_EQ(Entity::From(expression->GetArgument("name"))->value("ValueString"), "Data sheet");
   EXPECT_EQ(Entity::From(instances.back())->argument("name"), nullptr);
 }
 
