@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "emulator/ModelTextSupport.h"
 #include "emulator/HostMonitor.h"
 #include "emulator/ModelessEntity.h"
 #include "emulator/Model.h"
@@ -34,24 +35,7 @@ std::string Lines(std::initializer_list<const char*> lines) {
   return text;
 }
 
-// `text` as a JSON string of a model file.
-std::string JsonString(const std::string& text) {
-  std::string out = "\"";
-  for (unsigned char c : text) {
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += static_cast<char>(c);
-    } else if (c < 0x20) {
-      const char* hex = "0123456789abcdef";
-      out += "\\u00";
-      out += hex[c >> 4];
-      out += hex[c & 15];
-    } else {
-      out += static_cast<char>(c);
-    }
-  }
-  return out + "\"";
-}
+using qmemu::JsonString;
 
 // A model whose entity "E" has `page` as its property page.
 std::unique_ptr<qmemu::Model> ModelWithPage(const std::string& page, const std::string& omit = "") {
