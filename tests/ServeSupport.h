@@ -88,6 +88,8 @@ class ServerProcess {
     return colon == std::string::npos ? 0 : std::atoi(url.c_str() + colon + 1);
   }
 
+  pid_t Pid() const { return pid_; }
+
   void Signal(int signal) {
     if (pid_ > 0) kill(pid_, signal);
   }

@@ -165,6 +165,7 @@ int RunServe(int argc, char** argv) {
     InstallRoutes(server, agents, files);
     server.set_payload_max_length(static_cast<std::size_t>(options.maxBody));
     server.set_keep_alive_timeout(2);  // bounds how long a stop waits for idle connections
+    server.set_keep_alive_max_count(1000);
     // Enough workers for a few browser tabs and a load test; agent calls
     // still run one at a time.
     server.new_task_queue = [] { return new httplib::ThreadPool(16); };

@@ -1,0 +1,171 @@
+// Load run of `orv-host serve` on the example model: starts the server,
+// settles it, measures its resident memory around 10,000 requests, then
+// runs 8 concurrent keep-alive clients for 10 s on a mix of explorer,
+// links, page and diagram requests, and prints a Markdown table of
+// requests per second, p50/p99 latency per route and errors.
+//
+//   build/bench/bin/ServeLoad [--clients N] [--seconds S] [--requests N]
+//
+// Traffic goes to 127.0.0.1 only; every loop is bounded in count or time.
+#include <httplib.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/ServeSupport.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Request {
+  const char* route;  // the table row it counts under
+  const char* method;
+  const char* path;
+  const char* body;
+};
+
+// One client's round: every route of the browser client, on several
+// elements. Diagrams come from the annotation cache, as the client asks for
+// them after the first time.
+const Request kMix[] = {
+    {"explorer", "GET", "/api/explorer/children", nullptr},
+    {"explorer", "GET", "/api/explorer/children?node=PUMP-STATION", nullptr},
+    {"explorer", "GET", "/api/explorer/children?node=BLK-PANEL&metaguid=MM-ALARMS", nullptr},
+    {"links", "GET", "/api/elements/BLK-PUMP/links", nullptr},
+    {"links", "GET", "/api/elements/REQ-001/links", nullptr},
+    {"links", "GET", "/api/elements/BLK-SENSOR/links", nullptr},
+    {"page", "GET", "/api/elements/BLK-PUMP/page", nullptr},
+    {"page", "GET", "/api/elements/PAGE-VALVE/page", nullptr},
+    {"page", "GET", "/api/elements/BLK-STATION/page?route=transform", nullptr},
+    {"diagram", "POST", "/api/diagrams/DIA-REQ/svg", ""},
+    {"diagram", "POST", "/api/diagrams/DIA-LINKS/svg",
+     R"([{"objID": "BLK-VALVE", "relInfo": {"source": "client"}}, {"objID": "DEP-VALVE-SATISFY"}])"},
+    {"diagram", "POST", "/api/diagrams/DIA-STRUCT/svg", ""},
+};
+constexpr std::size_t kMixSize = sizeof kMix / sizeof kMix[0];
+
+struct Tally {
+  std::map<std::string, std::vector<double>> milliseconds;  // per route
+  long errors = 0;
+  long requests = 0;
+};
+
+// Sends one request; true when it was answered with 200.
+bool Send(httplib::Client& client, const Request& request) {
+  httplib::Result result = std::string(request.method) == "GET"
+                               ? client.Get(request.path)
+                               : client.Post(request.path, request.body, "application/json");
+  return result && result->status == 200 && !result->body.empty();
+}
+
+// Runs `clients` threads; each sends the mix round-robin (starting at its
+// own offset) until `perClient` requests are sent or `seconds` have passed.
+Tally Run(int port, int clients, long perClient, double seconds) {
+  Tally total;
+  std::mutex mutex;
+  const Clock::time_point end = Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                                   std::chrono::duration<double>(seconds));
+  std::vector<std::thread> threads;
+  for (int c = 0; c < clients; ++c) {
+    threads.emplace_back([&, c] {
+      httplib::Client client("127.0.0.1", port);
+      client.set_keep_alive(true);
+      client.set_read_timeout(30);
+      Tally mine;
+      for (long i = 0; i < perClient && Clock::now() < end; ++i) {
+        const Request& request = kMix[(static_cast<std::size_t>(c) + static_cast<std::size_t>(i)) % kMixSize];
+        Clock::time_point start = Clock::now();
+        bool ok = Send(client, request);
+        mine.milliseconds[request.route].push_back(
+            std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+        ++mine.requests;
+        if (!ok) ++mine.errors;
+      }
+      std::lock_guard<std::mutex> lock(mutex);
+      for (auto& entry : mine.milliseconds) {
+        auto& all = total.milliseconds[entry.first];
+        all.insert(all.end(), entry.second.begin(), entry.second.end());
+      }
+      total.errors += mine.errors;
+      total.requests += mine.requests;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  return total;
+}
+
+double Percentile(std::vector<double> values, double p) {
+  if (values.empty()) return 0;
+  std::sort(values.begin(), values.end());
+  std::size_t index = static_cast<std::size_t>(p / 100.0 * static_cast<double>(values.size() - 1) + 0.5);
+  return values[std::min(index, values.size() - 1)];
+}
+
+// VmRSS of a process in KiB, or -1.
+long ResidentKiB(int pid) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.rfind("VmRSS:", 0) == 0) return std::atol(line.c_str() + 6);
+  }
+  return -1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  int clients = 8;
+  double seconds = 10;
+  long requests = 10000;
+  for (int i = 1; i + 1 < argc; i += 2) {
+    std::string option = argv[i];
+    if (option == "--clients") clients = std::max(1, std::atoi(argv[i + 1]));
+    if (option == "--seconds") seconds = std::max(0.1, std::atof(argv[i + 1]));
+    if (option == "--requests") requests = std::max(1L, std::atol(argv[i + 1]));
+  }
+  orvtest::ServerProcess server({"examples/model.json", "--port", "0"});
+  const int port = server.Port();
+  if (port == 0) {
+    std::fprintf(stderr, "ServeLoad: the server did not start:\n%s", server.Stderr().c_str());
+    return 1;
+  }
+  const int pid = server.Pid();
+
+  // Settle: every request of the mix a few times (caches, allocator pools).
+  Tally warm = Run(port, clients, 3 * static_cast<long>(kMixSize), 60);
+  const long before = ResidentKiB(pid);
+  Tally counted = Run(port, clients, (requests + clients - 1) / clients, 600);
+  const long after = ResidentKiB(pid);
+
+  Clock::time_point start = Clock::now();
+  Tally timed = Run(port, clients, 1L << 40, seconds);
+  const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+  const long afterTimed = ResidentKiB(pid);
+
+  server.Signal(SIGTERM);
+  const int status = server.WaitForExit(30);
+
+  std::printf("%d clients, %.1f s: %ld requests, %.0f requests/s, %ld errors\n\n", clients, elapsed,
+              timed.requests, static_cast<double>(timed.requests) / elapsed, timed.errors);
+  std::printf("| route | requests | p50 ms | p99 ms |\n|---|---:|---:|---:|\n");
+  for (const char* route : {"explorer", "links", "page", "diagram"}) {
+    const std::vector<double>& ms = timed.milliseconds[route];
+    std::printf("| %s | %zu | %.2f | %.2f |\n", route, ms.size(), Percentile(ms, 50), Percentile(ms, 99));
+  }
+  std::printf("\nresident memory: %ld KiB after settling, %ld KiB after %ld more requests (%+ld KiB), "
+              "%ld KiB after the timed run\n",
+              before, after, counted.requests, after - before, afterTimed);
+  std::printf("errors: settling %ld, counted %ld, timed %ld; server exit status %d\n", warm.errors, counted.errors,
+              timed.errors, status);
+  return warm.errors + counted.errors + timed.errors == 0 && status == 0 ? 0 : 1;
+}
