@@ -13,11 +13,13 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "emulator/ModelFile.h"
 #include "emulator/Session.h"
 #include "tools/Explorer.h"
+#include "tools/ParameterText.h"
 
 namespace {
 
@@ -31,6 +33,9 @@ const char kUsage[] =
     "\n"
     "AGENT is a plug-in agent name (GetNativeLinkInformation, ...) or the path\n"
     "of a host agent (@VELExtensionManagement@GetImageIndex).\n"
+    "\n"
+    "A PARAMETER @FILE stands for the bytes of FILE, @- for those of standard\n"
+    "input, and @@TEXT for the text @TEXT.\n"
     "\n"
     "options:\n"
     "  --context ENTITY   GUID or path (@Package@Name) of the entity the agent\n"
@@ -125,7 +130,15 @@ int ParseOptions(int argc, char** argv, Options& options) {
   if (positional.size() < 2) return Usage("expected a model file and an agent name");
   options.model = positional[0];
   options.agent = positional[1];
-  options.parameters.assign(positional.begin() + 2, positional.end());
+  orvtool::ParameterTextReader reader(STDIN_FILENO);
+  for (std::size_t i = 2; i < positional.size(); ++i) {
+    std::string text, error;
+    if (!reader.Read(positional[i], text, error)) {
+      std::cerr << "orv-host: parameter " << (i - 1) << ": " << error << "\n";
+      return 1;
+    }
+    options.parameters.push_back(std::move(text));
+  }
   if (options.plugin.empty()) options.plugin = DefaultPlugin();
   return -1;
 }
