@@ -17,7 +17,7 @@ trap 'rm -rf "$tmp"' EXIT
 root=$tmp/root
 prefix=/usr
 
-if ! DESTDIR=$root cmake --install "$build" --prefix "$prefix" >"$tmp/install.log" 2>&1; then
+if ! DESTDIR=$root "${CMAKE:-cmake}" --install "$build" --prefix "$prefix" >"$tmp/install.log" 2>&1; then
   cat "$tmp/install.log"
   fail "cmake --install failed"
   finish install
@@ -49,8 +49,8 @@ if [ "$arch" = i386 ]; then
   consumer_options+=(-DCMAKE_CXX_FLAGS="${flags[*]}" -DCMAKE_EXE_LINKER_FLAGS=-m32
                      -DCMAKE_MODULE_LINKER_FLAGS=-m32 -DCMAKE_LIBRARY_ARCHITECTURE=i386-linux-gnu)
 fi
-if cmake -S "$src/tests/install/consumer" -B "$tmp/consumer" "${consumer_options[@]}" >"$tmp/consumer.log" 2>&1 &&
-   cmake --build "$tmp/consumer" >>"$tmp/consumer.log" 2>&1; then
+if "${CMAKE:-cmake}" -S "$src/tests/install/consumer" -B "$tmp/consumer" "${consumer_options[@]}" >"$tmp/consumer.log" 2>&1 &&
+   "${CMAKE:-cmake}" --build "$tmp/consumer" >>"$tmp/consumer.log" 2>&1; then
   "$build/bin/orv-host" --print 2 "$src/examples/model.json" GetNativeLinkInformation REQ-001 "" >"$tmp/expected-2.txt"
   if "$tmp/consumer/consumer" REQ-001 >"$tmp/consumer.txt" && cmp -s "$tmp/expected-2.txt" "$tmp/consumer.txt" &&
      [ -s "$tmp/consumer.txt" ]; then

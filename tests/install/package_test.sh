@@ -15,7 +15,7 @@ tmp=$(mktemp -d /tmp/orv-package-XXXXXX)
 trap 'rm -rf "$tmp"' EXIT
 deb=$tmp/out/orvserver_${version}_${arch}.deb
 
-if ! cpack -G DEB --config "$build/CPackConfig.cmake" -B "$tmp/out" >"$tmp/cpack.log" 2>&1 || [ ! -f "$deb" ]; then
+if ! "${CPACK:-cpack}" -G DEB --config "$build/CPackConfig.cmake" -B "$tmp/out" >"$tmp/cpack.log" 2>&1 || [ ! -f "$deb" ]; then
   cat "$tmp/cpack.log"
   ls "$tmp/out"
   fail "cpack made no $(basename "$deb")"
@@ -40,7 +40,8 @@ field() {
 depends=$(field Depends | tr ',' '\n' | sed 's/^ *//; s/ .*//' | sort -u | tr '\n' ' ')
 case "$depends" in
   "libc6 libgcc-s1 libstdc++6 " | "libc6 libstdc++6 ") ;;
-  *) fail "Depends: $(field Depends)" ;;
+  *) fail "Depends: $(field Depends) (dpkg-shlibdeps needs the runtime libraries of $arch:" \
+          "dpkg --add-architecture $arch; apt-get install libstdc++6:$arch)" ;;
 esac
 pass "$since" "fields: $(field Architecture), Depends: $(field Depends)"
 
