@@ -57,7 +57,7 @@ install(FILES ${PROJECT_BINARY_DIR}/orvserver.pc DESTINATION ${CMAKE_INSTALL_DAT
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME orvserver)
 set(CPACK_PACKAGE_VENDOR "OrvServer team")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "agent plug-in for the modelling server, host emulator and orv-host")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
 set(CPACK_PACKAGE_DESCRIPTION
 "libOrvServer.so is loaded by the server of a model-based design tool and
 answers its browser client: property-page controls, link information and
