@@ -37,12 +37,16 @@ field() {
 [ "$(field Description | wc -l)" -gt 3 ] || fail "the description has no long text"
 # The binaries need the C and C++ runtimes of their own architecture; the
 # 32-bit copies in amd64 packages (libc6-i386, lib32stdc++6) do not count.
-depends=$(field Depends | tr ',' '\n' | sed 's/^ *//; s/ .*//' | sort -u | tr '\n' ' ')
-case "$depends" in
-  "libc6 libgcc-s1 libstdc++6 " | "libc6 libstdc++6 ") ;;
-  *) fail "Depends: $(field Depends) (dpkg-shlibdeps needs the runtime libraries of $arch:" \
-          "dpkg --add-architecture $arch; apt-get install libstdc++6:$arch)" ;;
-esac
+# Other libraries a program links (an HTTP server, say) may add names.
+depends=$(field Depends | tr ',' '\n' | sed 's/^ *//; s/ .*//' | sort -u)
+for name in libc6 libstdc++6; do
+  grep -qx "$name" <<<"$depends" ||
+    fail "Depends lacks $name: $(field Depends) (dpkg-shlibdeps needs the runtime libraries of $arch:" \
+         "dpkg --add-architecture $arch; apt-get install libstdc++6:$arch)"
+done
+if grep -qE '^(lib32|libx32|lib64|libc6-(i386|amd64|x32))' <<<"$depends"; then
+  fail "Depends names another architecture's copies: $(field Depends)"
+fi
 pass "$since" "fields: $(field Architecture), Depends: $(field Depends)"
 
 mapfile -t files < <(dpkg-deb --contents "$deb" | awk '{ print $6 }' | grep -v '/$' | sed 's|^\./usr/||' | sort)
