@@ -41,7 +41,8 @@ const char kUsage[] =
     "  --context ENTITY   GUID or path (@Package@Name) of the entity the agent\n"
     "                     runs on; default: the model's root\n"
     "  --plugin PATH      the plug-in to load; default: libOrvServer.so in the\n"
-    "                     directory of orv-host\n"
+    "                     directory of orv-host, else in the installed plug-in\n"
+    "                     directory (" ORV_PLUGIN_DIR_FROM_BINDIR " from it)\n"
     "  --timeout SECONDS  time limit of the agent call (default 10, 0 = none);\n"
     "                     an agent that does not return in time ends orv-host\n"
     "  --print N          print only the text of parameter N, byte for byte\n"
@@ -52,6 +53,7 @@ const char kUsage[] =
     "                     fills it: GetModelViewChildNodes on the root, then on\n"
     "                     every node that has children; AGENT is not needed then\n"
     "  --help             this text\n"
+    "  --version          the version of orv-host\n"
     "\n"
     "exit status: 0 done; 1 usage; 2 model or plug-in could not be loaded;\n"
     "3 unknown agent or entity, or an exception escaped the agent;\n"
@@ -66,13 +68,19 @@ struct Options {
   bool explore = false;
 };
 
+// The plug-in beside the program (build tree), else in the plug-in directory
+// relative to it (installed: <prefix>/bin/../lib/<multiarch>/orvserver).
 std::string DefaultPlugin() {
   char buffer[4096];
   ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
   if (n <= 0) return "libOrvServer.so";
   std::string self(buffer, static_cast<std::size_t>(n));
   std::size_t slash = self.rfind('/');
-  return (slash == std::string::npos ? std::string(".") : self.substr(0, slash)) + "/libOrvServer.so";
+  std::string dir = slash == std::string::npos ? std::string(".") : self.substr(0, slash);
+  std::string beside = dir + "/libOrvServer.so";
+  std::string installed = dir + "/" ORV_PLUGIN_DIR_FROM_BINDIR "/libOrvServer.so";
+  // Neither there: name the build tree's place in the loader's message.
+  return access(beside.c_str(), F_OK) != 0 && access(installed.c_str(), F_OK) == 0 ? installed : beside;
 }
 
 int Usage(const std::string& problem) {
@@ -92,6 +100,9 @@ int ParseOptions(int argc, char** argv, Options& options) {
     };
     if (arg == "--help" || arg == "-h") {
       std::cout << kUsage;
+      return 0;
+    } else if (arg == "--version") {
+      std::cout << "orv-host " ORV_VERSION "\n";
       return 0;
     } else if (arg == "--tree") {
       options.tree = true;
