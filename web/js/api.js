@@ -62,7 +62,7 @@ const enc = encodeURIComponent;
 export function fetchChildren(guid, metaGuid) {
   const query = new URLSearchParams();
   if (guid) query.set('node', guid);
-  if (metaGuid) query.set('meta', metaGuid);
+  if (metaGuid) query.set('metaguid', metaGuid);
   const q = query.toString();
   return request('GET', `/api/explorer/children${q ? `?${q}` : ''}`);
 }

@@ -36,8 +36,8 @@ function renderInput(control, id) {
   }
   if (kind === 'EntityList' || Array.isArray(value)) {
     const items = Array.isArray(value) ? value : [value];
-    return el('ul', { id, className: 'control-value entity-list', 'aria-readonly': 'true' },
-              items.length ? items.map((v) => el('li', {}, v)) : el('li', { className: 'note' }, '(empty)'));
+    return el('ul', { id, className: 'control-value entity-list' },
+              items.map((v) => el('li', {}, v)));
   }
   if (kind === 'Label') return el('output', { id, className: 'control-value label-value' }, value);
   if (value.includes('\n')) {
@@ -107,7 +107,9 @@ export class PropertyPage {
     }
     if (this.guid !== guid || this.route !== route.id) return; // A later request won.
     const controls = route.read(text);
-    if (controls === null) {
+    if (text === '') {
+      show(this.body, note('The agent gave no answer for this page.'));
+    } else if (controls === null) {
       // Not a page: the agent answered its message or the page's own text.
       show(this.body, el('pre', { className: 'page-text' }, text));
     } else if (controls.length === 0) {
