@@ -18,11 +18,14 @@
 #include "emulator/ModelFile.h"
 #include "emulator/Session.h"
 #include "tools/Explorer.h"
+#include "tools/ProgramPaths.h"
+#include "tools/Serve.h"
 
 namespace {
 
 const char kUsage[] =
     "usage: orv-host [options] MODEL AGENT [PARAMETER...]\n"
+    "       orv-host serve MODEL [options]   (see orv-host serve --help)\n"
     "\n"
     "Loads the model file MODEL and the plug-in, runs AGENT on an entity of the\n"
     "model with one text parameter per PARAMETER, and prints every parameter\n"
@@ -61,14 +64,7 @@ struct Options {
   bool explore = false;
 };
 
-std::string DefaultPlugin() {
-  char buffer[4096];
-  ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
-  if (n <= 0) return "libOrvServer.so";
-  std::string self(buffer, static_cast<std::size_t>(n));
-  std::size_t slash = self.rfind('/');
-  return (slash == std::string::npos ? std::string(".") : self.substr(0, slash)) + "/libOrvServer.so";
-}
+std::string DefaultPlugin() { return orvtool::DefaultPluginPath(); }
 
 int Usage(const std::string& problem) {
   std::cerr << "orv-host: " << problem << "\n(see orv-host --help)\n";
@@ -194,6 +190,7 @@ void PrintTree(qmemu::Model& model) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc > 1 && std::string(argv[1]) == "serve") return orvtool::RunServe(argc - 1, argv + 1);
   Options options;
   int status = ParseOptions(argc, argv, options);
   if (status >= 0) return status;

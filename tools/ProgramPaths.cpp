@@ -1,0 +1,21 @@
+#include "tools/ProgramPaths.h"
+
+#include <unistd.h>
+
+namespace orvtool {
+
+std::string ExecutableDirectory() {
+  char buffer[4096];
+  ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+  if (n <= 0) return ".";
+  std::string self(buffer, static_cast<std::size_t>(n));
+  std::size_t slash = self.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : self.substr(0, slash);
+}
+
+std::string DefaultPluginPath() { return ExecutableDirectory() + "/libOrvServer.so"; }
+
+std::string DefaultWebDirectory() { return ExecutableDirectory() + "/../share/orvserver/web"; }
+
+}  // namespace orvtool
