@@ -93,6 +93,16 @@ class ModelServer:
         return json.loads(answer)['parameters']
 
 
+def agent_parameter(position, agent, parameters, context=''):
+    """One parameter of an agent run by the command-line tool on the same
+    model (for answers that the server turns into an error status)."""
+    context_args = ['--context', context] if context else []
+    result = subprocess.run(
+        [SETTINGS['host'], '--print', str(position), *context_args, SETTINGS['model'], agent, *parameters],
+        capture_output=True, timeout=WAIT_SECONDS, check=True)
+    return result.stdout.decode()
+
+
 def start_chromium():
     """A headless Chromium with a fresh profile; quit() it and remove
     `profile` when done."""

@@ -292,7 +292,7 @@ class ClientTest(unittest.TestCase):
         self.shoot('page-library')
 
     def test_an_element_without_a_page_shows_the_agents_message(self):
-        message = self.server.agent('GetPropertyPageControls', ['PAGE-INVALID', '', ''])[2]
+        message = support.agent_parameter(3, 'GetPropertyPageControls', ['PAGE-INVALID', '', ''])
         self.assertTrue(message)
         self.open('#/element/PAGE-INVALID')
         text = wait_for(self.driver, lambda d: d.execute_script(

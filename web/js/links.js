@@ -16,8 +16,13 @@ const GROUPS = [
 function readLinks(text) {
   const byType = {};
   if (text.trim() === '') return byType;
-  const parsed = JSON.parse(text);
-  if (!Array.isArray(parsed)) throw new Error('not a list');
+  let parsed;
+  try {
+    parsed = JSON.parse(text);
+  } catch (e) {
+    throw new Error(`The links answer is not JSON (${e.message}).`);
+  }
+  if (!Array.isArray(parsed)) throw new Error('The links answer is not a list.');
   for (const group of parsed) {
     if (group && typeof group.linkTypeId === 'string' && Array.isArray(group.links)) {
       byType[group.linkTypeId] = (byType[group.linkTypeId] || []).concat(group.links);
@@ -68,7 +73,8 @@ export class LinksPanel {
       if (this.guid === guid) show(this.body, failure(e.message));
       return;
     }
-    show(this.body, GROUPS.map((g) => {
+    const none = GROUPS.every((g) => !(byType[g.id] || []).length);
+    show(this.body, none ? note('The element has no links.') : null, GROUPS.map((g) => {
       const links = byType[g.id] || [];
       const render = g.id === 'ORV_OUTGOING_HYPERLINKS'
         ? renderHyperlink : (link) => renderElementLink(link, this.select);
