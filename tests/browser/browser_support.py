@@ -36,12 +36,13 @@ LISTENING = re.compile(r'https?://(127\.0\.0\.1|localhost|\[::1\]):(\d+)')
 
 
 class ModelServer:
-    """`orv-host serve --port 0 MODEL` on the loopback address, stopped by
-    stop(). The port is read from the line the server prints on start."""
+    """`orv-host serve --port 0 MODEL [options]` on the loopback address,
+    stopped by stop(). The port is read from the line the server prints on
+    start."""
 
-    def __init__(self):
+    def __init__(self, *options):
         self.process = subprocess.Popen(
-            [SETTINGS['host'], 'serve', '--port', '0', SETTINGS['model']],
+            [SETTINGS['host'], 'serve', '--port', '0', SETTINGS['model'], *options],
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         self.output = []
         found = threading.Event()

@@ -16,6 +16,7 @@ import sys
 import unittest
 import xml.etree.ElementTree as ElementTree
 
+from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.actions.action_builder import ActionBuilder
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
@@ -134,7 +135,11 @@ class ClientTest(unittest.TestCase):
         shutil.rmtree(cls.driver.profile_dir, ignore_errors=True)
 
     def setUp(self):
-        self.server = support.ModelServer()
+        self.start_server()
+
+    def start_server(self, *options):
+        """A fresh server for this test (replacing the one it has)."""
+        self.server = support.ModelServer(*options)
         self.addCleanup(self.server.stop)
 
     # -- helpers --------------------------------------------------------
@@ -170,8 +175,9 @@ class ClientTest(unittest.TestCase):
         wait_for(self.driver, lambda d: pattern.match(self.hash()), f'the URL to select {guid}')
         settle(self.driver)
 
-    def shoot(self, name):
-        settle(self.driver)
+    def shoot(self, name, settled=True):
+        if settled:
+            settle(self.driver)
         path = support.screenshot(self.driver, name)
         colours = support.png_colours(path)
         self.assertGreater(colours, MIN_SCREENSHOT_COLOURS, f'{path} looks blank')
@@ -307,6 +313,23 @@ class ClientTest(unittest.TestCase):
             "const p = document.querySelector('#page pre.page-text'); return p && p.textContent")
             == page_text, 'the page text of the library route')
 
+    def test_a_slow_call_shows_progress_and_then_the_servers_error(self):
+        # A page whose host route never ends: the server stops it at its deadline.
+        self.server.stop()
+        self.start_server('--timeout', '2')
+        self.open()
+        self.driver.execute_script("location.hash = '#/element/PAGE-INCOMPLETE'")
+        wait_for(self.driver, lambda d: d.execute_script(
+            "return !document.getElementById('progress').hidden"), 'the progress bar')
+        self.shoot('progress', settled=False)
+        error = wait_for(self.driver, lambda d: d.execute_script(
+            "const e = document.querySelector('#page .error'); return e && e.textContent"), 'the error')
+        status, body = self.server.get('/api/elements/PAGE-INCOMPLETE/page')
+        self.assertEqual(status, 504)
+        self.assertEqual(error, json.loads(body)['error'])
+        settle(self.driver)
+        self.assertTrue(self.driver.execute_script("return document.getElementById('progress').hidden"))
+
     # -- links ----------------------------------------------------------
 
     def test_link_groups_and_counts(self):
@@ -369,6 +392,19 @@ class ClientTest(unittest.TestCase):
         self.assertEqual([u['href'] for u in shown['uses']], uses)
         self.assertTrue(all(u['visible'] for u in shown['uses']))
         self.shoot('diagram')
+
+        # Zoom in by the button, and pan by dragging.
+        scale = "return document.querySelector('#diagram svg.diagram').getBoundingClientRect().width"
+        left = "return document.querySelector('#diagram svg.diagram').getBoundingClientRect().left"
+        width, x = self.driver.execute_script(scale), self.driver.execute_script(left)
+        self.driver.find_element(By.CSS_SELECTOR, '#diagram button[aria-label="Zoom in"]').click()
+        self.assertAlmostEqual(self.driver.execute_script(scale), width * 1.25, delta=1)
+        viewport = self.driver.find_element(By.CSS_SELECTOR, '#diagram .viewport')
+        ActionChains(self.driver).move_to_element_with_offset(viewport, -250, 250).click_and_hold() \
+            .move_by_offset(40, 0).move_by_offset(40, 0).release().perform()
+        self.assertAlmostEqual(self.driver.execute_script(left), x - width * 0.125 + 80, delta=2)
+        self.assertEqual(self.hash(), '#/element/DIA-LINKS/diagram/DIA-LINKS', 'a drag selects nothing')
+        self.driver.find_element(By.CSS_SELECTOR, '#diagram button[aria-label="Fit the diagram"]').click()
 
         # A click on a symbol selects its element and shows its links.
         symbol = self.driver.find_element(By.CSS_SELECTOR, '#diagram g[guid="BLK-VALVE"] > text')

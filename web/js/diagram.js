@@ -34,6 +34,17 @@ function widenLineHits(svg) {
   }
 }
 
+// What the marks drawn onto the diagram mean, shown under it.
+function legend() {
+  const mark = (className, text) => el('li', {}, el('span', { className: `mark ${className}`, 'aria-hidden': 'true' }), text);
+  return el('ul', { className: 'legend', 'aria-label': 'Legend' },
+    mark('out-dependency', 'outgoing dependencies'),
+    mark('in-dependency', 'incoming dependencies'),
+    mark('out-hyperlink', 'outgoing hyperlinks'),
+    mark('in-hyperlink', 'incoming hyperlinks'),
+    el('li', {}, el('img', { src: 'ERIcon.gif', alt: '', width: 12, height: 12 }), 'a note'));
+}
+
 export class DiagramView {
   /** onPick(guid) is called when a person clicks an annotated element. */
   constructor(container, onPick) {
@@ -64,7 +75,7 @@ export class DiagramView {
           zoomButton('+', 'Zoom in', () => this.zoom.zoomBy(1.25)),
           zoomButton('Fit', 'Fit the diagram', () => this.zoom.fit()),
           this.noteButton, this.refreshButton)),
-      this.form, this.noteList, this.status, this.viewport);
+      this.form, this.noteList, this.status, this.viewport, legend());
     show(this.status, note('Open a diagram, or an element shown in one, from the model.'));
   }
 
