@@ -11,7 +11,12 @@ import { iconUrl } from './icons.js';
 const SEARCH_LIMIT = 400;
 
 function readNodes(text) {
-  const nodes = JSON.parse(text);
+  let nodes;
+  try {
+    nodes = JSON.parse(text);
+  } catch (e) {
+    throw new Error(`The explorer answer is not JSON (${e.message}).`);
+  }
   if (!Array.isArray(nodes)) throw new Error('The explorer answer is not a list of nodes.');
   return nodes;
 }
