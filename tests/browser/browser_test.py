@@ -136,6 +136,15 @@ class ClientTest(unittest.TestCase):
 
     def setUp(self):
         self.start_server()
+        self.driver.get_log('browser')  # Forget what earlier tests logged.
+        self.addCleanup(self.check_no_script_errors)
+
+    def check_no_script_errors(self):
+        # Failed calls are logged by the browser as network errors, which the
+        # page shows; an error of the page's own code is a fault.
+        errors = [e['message'] for e in self.driver.get_log('browser')
+                  if e['level'] == 'SEVERE' and e.get('source') != 'network']
+        self.assertEqual(errors, [])
 
     def start_server(self, *options):
         """A fresh server for this test (replacing the one it has)."""
@@ -254,6 +263,31 @@ class ClientTest(unittest.TestCase):
         self.assertShowsNodes(self.children_of(attribute['modelguid'], attribute['metaguid']),
                               self.nodes(attribute['modelguid'], attribute['metaguid']), 5)
         self.shoot('explorer-expanded')
+
+    def test_a_shared_url_expands_the_path_to_its_element(self):
+        self.open('#/element/ATT-PUMP1-HOURS-LIMIT')
+        selected = wait_for(self.driver, lambda d: [x for x in self.tree() if x['selected']], 'the selection')
+        self.assertEqual([(x['guid'], x['level']) for x in selected], [('ATT-PUMP1-HOURS-LIMIT', 6)])
+        path = [x['guid'] for x in self.tree() if x['expanded']]
+        self.assertEqual(path, ['PUMP-STATION', 'PKG-STRUCT', 'BLK-STATION', 'ATT-PUMP1', 'ATT-PUMP1-HOURS'])
+        # Left goes to the parent, Left again collapses it, Home goes to the root.
+        item = self.item('ATT-PUMP1-HOURS-LIMIT')
+        self.driver.execute_script('arguments[0].focus()', item)
+        item.send_keys(Keys.ARROW_LEFT)
+        self.assertEqual(self.driver.switch_to.active_element.get_attribute('data-guid'), 'ATT-PUMP1-HOURS')
+        self.driver.switch_to.active_element.send_keys(Keys.ARROW_LEFT)
+        self.assertNotIn('ATT-PUMP1-HOURS-LIMIT', [x['guid'] for x in self.tree()])
+        self.driver.switch_to.active_element.send_keys(Keys.HOME)
+        self.assertEqual(self.driver.switch_to.active_element.get_attribute('data-guid'), 'PUMP-STATION')
+
+        # A GUID that names nothing selects nothing and shows the server's error.
+        self.driver.execute_script("location.hash = '#/element/NO-SUCH-GUID'")
+        error = wait_for(self.driver, lambda d: d.execute_script(
+            "const e = document.querySelector('#page .error'); return e && e.textContent"), 'the error')
+        status, body = self.server.get('/api/elements/NO-SUCH-GUID/page')
+        self.assertEqual((status, error), (404, json.loads(body)['error']))
+        settle(self.driver)
+        self.assertEqual([x for x in self.tree() if x['selected']], [])
 
     # -- property page --------------------------------------------------
 

@@ -20,6 +20,17 @@ function parseSvg(text) {
   return document.importNode(root, true);
 }
 
+// The drawing is shown as a picture: anything that could run or load
+// markup (scripts, foreign objects, event attributes) is removed first.
+function keepDrawingOnly(svg) {
+  for (const node of svg.querySelectorAll('script, foreignObject')) node.remove();
+  for (const node of [svg, ...svg.querySelectorAll('*')]) {
+    for (const { name } of [...node.attributes]) {
+      if (name.toLowerCase().startsWith('on')) node.removeAttribute(name);
+    }
+  }
+}
+
 // Thin lines are hard to hit: each line gets a wide invisible copy of its
 // strokes underneath, which passes a click on to the line's element.
 function widenLineHits(svg) {
@@ -111,6 +122,7 @@ export class DiagramView {
       if (!again) this.clear(false);
       return;
     }
+    keepDrawingOnly(svg);
     widenLineHits(svg);
     svg.classList.add('diagram');
     this.svg = svg;
