@@ -64,6 +64,7 @@ class ModelServer:
             raise RuntimeError('the server did not start: ' + ''.join(self.output))
 
     def stop(self):
+        """Stops the server (SIGTERM, bounded); answers its exit status."""
         if self.process.poll() is None:
             self.process.terminate()
             try:
@@ -73,6 +74,7 @@ class ModelServer:
                 self.process.wait(10)
         self.reader.join(10)
         self.process.stdout.close()
+        return self.process.returncode
 
     def get(self, path, method='GET', body=None):
         """Answers (status, body bytes) of one request."""

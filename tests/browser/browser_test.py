@@ -147,9 +147,15 @@ class ClientTest(unittest.TestCase):
         self.assertEqual(errors, [])
 
     def start_server(self, *options):
-        """A fresh server for this test (replacing the one it has)."""
-        self.server = support.ModelServer(*options)
-        self.addCleanup(self.server.stop)
+        """A fresh server for this test (replacing the one it has); it must
+        stop cleanly at the end."""
+        server = support.ModelServer(*options)
+        self.server = server
+        self.addCleanup(self.check_stopped, server)
+
+    def check_stopped(self, server):
+        status = server.stop()
+        self.assertEqual(status, 0, 'the server did not stop cleanly:\n' + ''.join(server.output))
 
     # -- helpers --------------------------------------------------------
 
