@@ -83,7 +83,7 @@ export class Explorer {
                    onclick: (ev) => { ev.stopPropagation(); this.toggle(li); } }),
       icon ? el('img', { className: 'icon', src: icon, alt: '', width: 16, height: 16 })
            : el('span', { className: 'icon' }),
-      el('span', { className: 'text' }, data.text),
+      el('span', { className: 'text', title: data.text }, data.text),
       attribute ? el('span', { className: 'badge', title: 'Attribute node' }, 'attribute') : null,
       data.visual === 'yes'
         ? el('span', { className: 'visual', title: 'Shown in a diagram', 'aria-label': 'shown in a diagram' })
