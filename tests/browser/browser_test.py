@@ -301,6 +301,51 @@ class ClientTest(unittest.TestCase):
         return wait_for(self.driver, lambda d: (lambda p: p if p and p['route'] == route else None)(
             d.execute_script(PAGE_CONTROLS)), f'the page by the {route} route')
 
+    def test_the_page_readers_by_table(self):
+        # The client's readers of the two page answers, run in the page itself.
+        host_cases = [
+            ('[]', []),
+            ('[{"kind" : "EditBox", "text" : "Name", "value" : "Pump"}]', [['EditBox', 'Name', 'Pump']]),
+            ('[{"kind" : "EditBox", "text" : "Say "hi"", "value" : "a\tb\nc"}, '
+             '{"kind" : "CheckBox", "text" : "On", "value" : "true"}]',
+             [['EditBox', 'Say "hi"', 'a\tb\nc'], ['CheckBox', 'On', 'true']]),
+            ('[{"kind" : "EntityList", "text" : "Owners", "value" : ["a", "b c"]}]',
+             [['EntityList', 'Owners', ['a', 'b c']]]),
+            ('[{"kind" : "EntityList", "text" : "Spares", "value" : []}]', [['EntityList', 'Spares', []]]),
+            ('[{"kind" : "EditBox", "text" : "", "value" : ""}]', [['EditBox', '', '']]),
+            ('', None),
+            ('Invalid control string.', None),
+            ('[{"kind" : "EditBox"}]', None),
+            ('[{"kind" : "EditBox", "text" : "Name", "value" : Pump}]', None),
+            ('{"kind" : "EditBox", "text" : "Name", "value" : "Pump"}', None),
+        ]
+        library_cases = [
+            ('[ ]', []),
+            ('[ { "control" : { "controlKind" : "EditBox", "text" : "N", "value" : "S" }, "children" : '
+             '[ { "control" : { "controlKind" : "CheckBox", "text" : "M", "value" : "false" } } ] } ]',
+             [['EditBox', 'N', 'S', [['CheckBox', 'M', 'false', []]]]]),
+            ('[ { "children" : [ { "control" : { "controlKind" : "Label", "text" : "L", "value" : "\\"q\\"" } } ] }, { } ]',
+             [['Label', 'L', '"q"', []]]),
+            ('[ { "control" : { "controlKind" : "EntityList", "text" : "O", "value" : [ "a", "b" ] } } ]',
+             [['EntityList', 'O', ['a', 'b'], []]]),
+            ('{ ControlInfo(. .) }', None),
+            ('{ "control" : 1 }', None),
+        ]
+        self.open()
+        results = self.driver.execute_async_script("""
+            const [hostCases, libraryCases, done] = arguments;
+            import('/js/controls.js').then(({ readHostControls, readLibraryControls }) => {
+              const flat = (c) => [c.kind, c.text, c.value];
+              const nested = (c) => [c.kind, c.text, c.value, c.children.map(nested)];
+              const run = (read, shape) => (text) => { const r = read(text); return r && r.map(shape); };
+              done([hostCases.map(([t]) => run(readHostControls, flat)(t)),
+                    libraryCases.map(([t]) => run(readLibraryControls, nested)(t))]);
+            });""", host_cases, library_cases)
+        self.assertEqual([len(r) for r in results], [len(host_cases), len(library_cases)])
+        for (text, expected), got in zip(host_cases + library_cases, results[0] + results[1]):
+            with self.subTest(text=text):
+                self.assertEqual(got, expected)
+
     def test_property_page_by_both_routes(self):
         host = read_host_page(self.server.agent('GetPropertyPageControls', ['PAGE-VALVE', '', ''])[1])
         self.assertGreater(len(host), 3)
