@@ -346,6 +346,28 @@ class ClientTest(unittest.TestCase):
             with self.subTest(text=text):
                 self.assertEqual(got, expected)
 
+    def test_the_url_routes_by_table(self):
+        cases = [  # hash, element, diagram, the hash written back
+            ('', '', '', '#/'),
+            ('#/element/BLK-PUMP', 'BLK-PUMP', '', '#/element/BLK-PUMP'),
+            ('#/element/BLK-VALVE/diagram/DIA-LINKS', 'BLK-VALVE', 'DIA-LINKS',
+             '#/element/BLK-VALVE/diagram/DIA-LINKS'),
+            ('#/element/%40Predefined%40ExternalObject', '@Predefined@ExternalObject', '',
+             '#/element/%40Predefined%40ExternalObject'),
+            ('#/element/a%2Fb%20c', 'a/b c', '', '#/element/a%2Fb%20c'),
+            ('#/diagram/DIA-REQ', '', 'DIA-REQ', '#/diagram/DIA-REQ'),
+            ('#/element/%E0%A4%A', '', '', '#/'),
+            ('#/something/else', '', '', '#/'),
+        ]
+        self.open()
+        results = self.driver.execute_async_script("""
+            const [cases, done] = arguments;
+            import('/js/router.js').then(({ parseRoute, formatRoute }) => done(cases.map(([hash]) => {
+              const route = parseRoute(hash);
+              return [hash, route.element, route.diagram, formatRoute(route)];
+            })));""", cases)
+        self.assertEqual([tuple(r) for r in results], cases)
+
     def test_property_page_by_both_routes(self):
         host = read_host_page(self.server.agent('GetPropertyPageControls', ['PAGE-VALVE', '', ''])[1])
         self.assertGreater(len(host), 3)
