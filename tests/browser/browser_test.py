@@ -286,14 +286,19 @@ class ClientTest(unittest.TestCase):
         self.driver.switch_to.active_element.send_keys(Keys.HOME)
         self.assertEqual(self.driver.switch_to.active_element.get_attribute('data-guid'), 'PUMP-STATION')
 
-        # A GUID that names nothing selects nothing and shows the server's error.
-        self.driver.execute_script("location.hash = '#/element/NO-SUCH-GUID'")
-        error = wait_for(self.driver, lambda d: d.execute_script(
-            "const e = document.querySelector('#page .error'); return e && e.textContent"), 'the error')
-        status, body = self.server.get('/api/elements/NO-SUCH-GUID/page')
-        self.assertEqual((status, error), (404, json.loads(body)['error']))
+        # A GUID that names nothing selects nothing and shows the server's
+        # error, as does a diagram for an element that no diagram shows.
+        self.driver.execute_script("location.hash = '#/element/NO-SUCH-GUID/diagram/PAGE-VALVE'")
         settle(self.driver)
+        errors = self.driver.execute_script(
+            "return ['#page', '#links', '#diagram'].map((p) => document.querySelector(p + ' .error').textContent)")
+        expected = [self.server.get(path, method, body) for path, method, body in (
+            ('/api/elements/NO-SUCH-GUID/page', 'GET', None), ('/api/elements/NO-SUCH-GUID/links', 'GET', None),
+            ('/api/diagrams/PAGE-VALVE/svg', 'POST', ''))]
+        self.assertEqual([status for status, _ in expected], [404, 404, 422])
+        self.assertEqual(errors, [json.loads(body)['error'] for _, body in expected])
         self.assertEqual([x for x in self.tree() if x['selected']], [])
+        self.shoot('errors')
 
     # -- property page --------------------------------------------------
 

@@ -9,6 +9,7 @@ import { el, show, note, failure } from './dom.js';
 import { ZoomPan } from './zoom.js';
 
 const SVG_NS = 'http://www.w3.org/2000/svg';
+const HINT = 'Open a diagram, or an element shown in one, from the model.';
 
 // Parses the agent's SVG text; answers the root element or throws.
 function parseSvg(text) {
@@ -87,7 +88,7 @@ export class DiagramView {
           zoomButton('Fit', 'Fit the diagram', () => this.zoom.fit()),
           this.noteButton, this.refreshButton)),
       this.form, this.noteList, this.status, this.viewport, legend());
-    show(this.status, note('Open a diagram, or an element shown in one, from the model.'));
+    show(this.status, note(HINT));
   }
 
   /** True when the diagram shown draws the element. */
@@ -119,7 +120,7 @@ export class DiagramView {
     } catch (e) {
       if (this.opened !== guid) return;
       show(this.status, failure(e.message));
-      if (!again) this.clear(false);
+      if (!again) this.dropDrawing();
       return;
     }
     keepDrawingOnly(svg);
@@ -135,15 +136,20 @@ export class DiagramView {
     this.viewport.dataset.opened = guid;
   }
 
-  /** Removes the diagram. */
-  clear(withStatus = true) {
+  /** Closes the diagram. */
+  clear() {
+    this.opened = '';
+    this.dropDrawing();
+    show(this.status, note(HINT));
+  }
+
+  // Removes the drawing; the diagram stays open, so Refresh can try again.
+  dropDrawing() {
     this.svg = null;
-    if (withStatus) this.opened = '';
     show(this.stage);
     this.title.textContent = 'Diagram';
     this.refreshButton.disabled = !this.opened;
     this.noteButton.disabled = true;
-    if (withStatus) show(this.status, note('Open a diagram, or an element shown in one, from the model.'));
   }
 
   /** Marks the drawing of the selected element. */
