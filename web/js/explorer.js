@@ -86,7 +86,8 @@ export class Explorer {
       el('span', { className: 'text', title: data.text }, data.text),
       attribute ? el('span', { className: 'badge', title: 'Attribute node' }, 'attribute') : null,
       data.visual === 'yes'
-        ? el('span', { className: 'visual', title: 'Shown in a diagram', 'aria-label': 'shown in a diagram' })
+        ? el('span', { className: 'visual', role: 'img', title: 'Shown in a diagram',
+                       'aria-label': 'shown in a diagram' })
         : null);
     li.append(row);
     return li;
