@@ -60,8 +60,11 @@ CallResult AgentService::CallLocked(const CallRequest& request) {
   monitor.ClearBudget();
   result.hostOperations = monitor.Count() - before;
   result.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-  // The host keeps no messages between calls: each call reports its own.
+  // The host keeps neither messages nor the agent's parse results between
+  // calls: each call reports its own messages, and a long-running server
+  // must not grow with every property page it answers.
   session_.model().messages().Clear();
+  session_.model().discardParsedExpressions();
   Classify(request, ran, runError, result);
   return result;
 }
