@@ -20,11 +20,14 @@
 #include "emulator/Session.h"
 #include "tools/Explorer.h"
 #include "tools/ParameterText.h"
+#include "tools/ProgramPaths.h"
+#include "tools/Serve.h"
 
 namespace {
 
 const char kUsage[] =
     "usage: orv-host [options] MODEL AGENT [PARAMETER...]\n"
+    "       orv-host serve MODEL [options]   (see orv-host serve --help)\n"
     "\n"
     "Loads the model file MODEL and the plug-in, runs AGENT on an entity of the\n"
     "model with one text parameter per PARAMETER, and prints every parameter\n"
@@ -68,20 +71,7 @@ struct Options {
   bool explore = false;
 };
 
-// The plug-in beside the program (build tree), else in the plug-in directory
-// relative to it (installed: <prefix>/bin/../lib/<multiarch>/orvserver).
-std::string DefaultPlugin() {
-  char buffer[4096];
-  ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
-  if (n <= 0) return "libOrvServer.so";
-  std::string self(buffer, static_cast<std::size_t>(n));
-  std::size_t slash = self.rfind('/');
-  std::string dir = slash == std::string::npos ? std::string(".") : self.substr(0, slash);
-  std::string beside = dir + "/libOrvServer.so";
-  std::string installed = dir + "/" ORV_PLUGIN_DIR_FROM_BINDIR "/libOrvServer.so";
-  // Neither there: name the build tree's place in the loader's message.
-  return access(beside.c_str(), F_OK) != 0 && access(installed.c_str(), F_OK) == 0 ? installed : beside;
-}
+std::string DefaultPlugin() { return orvtool::DefaultPluginPath(); }
 
 int Usage(const std::string& problem) {
   std::cerr << "orv-host: " << problem << "\n(see orv-host --help)\n";
@@ -218,6 +208,7 @@ void PrintTree(qmemu::Model& model) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc > 1 && std::string(argv[1]) == "serve") return orvtool::RunServe(argc - 1, argv + 1);
   Options options;
   int status = ParseOptions(argc, argv, options);
   if (status >= 0) return status;
