@@ -50,8 +50,9 @@ enum class XmlContext { Escaped, Comment };
 // character itself in a comment. Escaped, "& < > \"" become entity
 // references and tab, line feed and carriage return character references
 // (so that attribute values keep them); other characters, and everything in
-// a comment, are copied. Comments are not checked for "--": callers keep it
-// out.
+// a comment, are copied. A "--" in a comment is left as it is, not
+// repaired: keeping it out is the caller's job, and a malformed answer shows
+// a caller that fails at it.
 void AppendXml(std::string& out, const std::string& text, XmlContext context) {
   const bool escaped = context == XmlContext::Escaped;
   for (std::size_t at = 0; at < text.size();) {
