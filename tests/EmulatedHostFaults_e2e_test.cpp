@@ -71,7 +71,7 @@ const char kLineStyleModel[] = R"({"root": {"guid": "ROOT", "name": "Root", "chi
   {"guid": "REQ", "meta": "Requirement", "name": "R"},
   {"guid": "BLK", "meta": "Block", "name": "B", "children": [
     {"guid": "DEP", "meta": "Dependency", "in": "ClientDependency", "refs": {"Supplier": "REQ"},
-     "stereotypes": [{"apply": "@VELLinks@HYPERLINK", "tags": {"URL": "https://e.org/spec"}}]}]},
+     "stereotypes": [{"apply": "@VELLinks@HYPERLINK", "tags": {"URL": "https://e.org/pump"}}]}]},
   {"guid": "DIA", "meta": "Diagram", "name": "D", "children": [
     {"guid": "LINE-HOST-STYLE", "meta": "Line", "values": {"SegmentPoints": "100 100 1100 100 1100 1100"},
      "refs": {"ModelElement": "DEP", "Diagram": "DIA"},
