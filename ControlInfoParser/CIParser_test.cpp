@@ -412,7 +412,8 @@ TEST(CIParserTest, HundredThousandLevelsFailCleanlyOnASmallStack) {
 
 TEST(CIParserTest, ShallowTextStillParsesOnASmallStack) {
   EXPECT_EQ(std::vector<int>({101, 4}),
-            ParseOnThread({Nested("{", "a", "}", 100), "{ ControlInfo(. control = X(. .) .) }"}, 256 * 1024));
+            ParseOnThread({Nested("{", "a", "}", 100), "{ ControlInfo(. control = X(. .) .) }"},
+                          kSmallStackAboveMargin));
 }
 
 TEST(CIParserTest, UnclosedDeepNestingFails) {
@@ -425,7 +426,7 @@ TEST(CIParserTest, ParserIsReusableAfterRunningOutOfStack) {
   texts.push_back("{a, b}");
   std::vector<int> expected(texts.size(), 0);
   expected.back() = 2;
-  EXPECT_EQ(expected, ParseOnThread(texts, 256 * 1024));
+  EXPECT_EQ(expected, ParseOnThread(texts, kSmallStackAboveMargin));
 }
 
 }  // namespace

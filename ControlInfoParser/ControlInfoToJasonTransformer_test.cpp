@@ -242,8 +242,10 @@ TEST(ControlInfoToJasonTransformerTest, EditBoxExampleEncodesCompactByteForByte)
 // A page with `levels` levels of children, each a "ControlInfo" with only
 // its children, around an empty list.
 std::string NestedChildrenPage(int levels) {
-  std::string text = "{}";
-  for (int i = 0; i < levels; ++i) text = "{ ControlInfo(. children = " + text + " .) }";
+  std::string text;
+  for (int i = 0; i < levels; ++i) text += "{ ControlInfo(. children = ";
+  text += "{}";
+  for (int i = 0; i < levels; ++i) text += " .) }";
   return text;
 }
 
@@ -298,10 +300,10 @@ TEST(ControlInfoToJasonTransformerTest, PageDeeperThanTheStackGivesNull) {
   std::unique_ptr<CCIExpression> tree;
   RunOnThreadWithStack(kHugeThreadStack, [&] { tree = Parse(NestedChildrenPage(levels)); });
   ASSERT_NE(nullptr, tree);
-  EXPECT_EQ("null", TransformOnThread(tree.get(), 256 * 1024));
+  EXPECT_EQ("null", TransformOnThread(tree.get(), kSmallStackAboveMargin));
   // A shallow page still transforms on the same small stack.
   std::unique_ptr<CCIExpression> shallow = Parse(NestedChildrenPage(3));
-  EXPECT_EQ(NestedChildrenJson(3), TransformOnThread(shallow.get(), 256 * 1024));
+  EXPECT_EQ(NestedChildrenJson(3), TransformOnThread(shallow.get(), kSmallStackAboveMargin));
 }
 
 }  // namespace

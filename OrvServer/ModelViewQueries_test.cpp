@@ -202,7 +202,8 @@ TEST_F(ModelViewQueriesTest, CyclicAttributeDefinitionOnASmallStackEndsTheSame) 
   ASSERT_NE(model_, nullptr) << error;
   qm::IVelEntity* pkg = E("PKG");
   bool answer = true;
-  ASSERT_TRUE(RunOnThreadWithStack(256 * 1024, [&] { answer = HasEntityChildren(pkg, nullptr, nullptr); }));
+  ASSERT_TRUE(
+      RunOnThreadWithStack(kSmallStackAboveMargin, [&] { answer = HasEntityChildren(pkg, nullptr, nullptr); }));
   EXPECT_FALSE(answer);
 }
 
@@ -213,7 +214,7 @@ TEST_F(ModelViewQueriesTest, WithoutStackRoomTheQueryAnswersFalseBeforeAskingThe
   // Deeper than the stack allows: every level below this one fails at once.
   bool answer = true;
   std::size_t calls = 1;
-  ASSERT_TRUE(RunOnThreadWithStack(256 * 1024, [&] {
+  ASSERT_TRUE(RunOnThreadWithStack(kSmallStackAboveMargin, [&] {
     answer = SpendStackThen([&] { return HasEntityChildren(pkg, nullptr, nullptr); });
     calls = HostMonitor::Instance().Count();
   }));

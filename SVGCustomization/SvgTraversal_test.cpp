@@ -580,7 +580,7 @@ TEST_F(SvgDepthTest, DeepTreeIsAnnotatedAsDeepAsTheStackHolds) {
 TEST_F(SvgDepthTest, DeepTreeOnASmallStackEndsWithoutAnnotating) {
   Entity* innermost = MakeChain(2000);
   Entity* after = Group("Symbol", "SYM-CMT");
-  ASSERT_TRUE(RunOnThreadWithStack(256 * 1024, [&] {
+  ASSERT_TRUE(RunOnThreadWithStack(kSmallStackAboveMargin, [&] {
     Traverse();
     Reannotate(R"([{"objID":"CMT","relInfo":3}])", true);
     RemoveBoundaryrectElements(root->asEntity());

@@ -29,6 +29,11 @@ constexpr bool kSanitizerFrames = false;
 // sanitizer frames. Reserved, not touched: only the pages used are backed.
 constexpr std::size_t kHugeThreadStack = std::size_t{1} << 30;
 
+// A small stack that still leaves 256 KiB above the safety margin of
+// HasStackRoom() (which is larger in sanitizer builds): shallow input fits
+// in it in every build, 100,000 levels of recursion do not.
+constexpr std::size_t kSmallStackAboveMargin = kStackSafetyMargin + 256 * 1024;
+
 // Runs `body` on a new thread whose stack is `stackSize` bytes and waits for
 // it. Returns false (and does not run `body`) when the thread cannot be
 // made. Exceptions must not leave `body`.
