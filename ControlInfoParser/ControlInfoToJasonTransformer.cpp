@@ -95,7 +95,8 @@ CJasonTreeArray* TransformList(const CCIExpression* list, bool& outOfStack) {
   std::unique_ptr<CJasonTreeArray> array(new CJasonTreeArray);
   for (const CCIExpression* item : static_cast<const CCIListExpr*>(list)->items) {
     if (!IsControlInfoInstance(item)) return nullptr;  // one wrong item spoils the list
-    std::unique_ptr<CJasonTreeValue> object = TransformControlInfo(*static_cast<const CCIInstanceExpr*>(item), outOfStack);
+    const auto& info = *static_cast<const CCIInstanceExpr*>(item);
+    std::unique_ptr<CJasonTreeValue> object = TransformControlInfo(info, outOfStack);
     if (outOfStack) return nullptr;
     AppendValue(*array, std::move(object));
   }
