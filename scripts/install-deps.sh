@@ -7,9 +7,9 @@ set -euo pipefail
 # browser client; the tests add the i386 compiler, sanitizer runtimes,
 # valgrind, SVG and XML checkers, Selenium and the Debian packaging tools.
 demo_packages=(cmake make g++ binutils nlohmann-json3-dev googletest libgtest-dev libgmock-dev
-               libcpp-httplib-dev chromium chromium-driver python3)
+               libcpp-httplib-dev pkgconf chromium chromium-driver python3)
 all_packages=("${demo_packages[@]}" g++-multilib libbenchmark-dev rapidjson-dev clang libclang-rt-14-dev
-              librsvg2-bin libxml2-utils valgrind python3-selenium dpkg-dev file pkgconf wrk ccache libstdc++6:i386)
+              librsvg2-bin libxml2-utils valgrind python3-selenium dpkg-dev file wrk ccache libstdc++6:i386)
 
 case "${1:-all}" in
   demo) wanted=("${demo_packages[@]}") ;;
