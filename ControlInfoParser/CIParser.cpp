@@ -2,21 +2,7 @@
 
 #include <memory>
 
-namespace {
-
-// Counts one nesting level for the lifetime of a ParseExpr call.
-class DepthGuard {
- public:
-  explicit DepthGuard(std::int32_t& depth) : m_depth(depth) { ++m_depth; }
-  ~DepthGuard() { --m_depth; }
-  DepthGuard(const DepthGuard&) = delete;
-  DepthGuard& operator=(const DepthGuard&) = delete;
-
- private:
-  std::int32_t& m_depth;
-};
-
-}  // namespace
+#include "Utils/StackRoom.h"
 
 // `pos + 1` never overflows once `pos` is a valid index: the scanner rejects
 // texts of more than INT32_MAX bytes and every token takes at least one byte.
@@ -30,7 +16,6 @@ CCITokenKind CCIParser::KindAt(std::int32_t pos) const {
 
 CCIExpression* CCIParser::ParseControlInfoText(const std::string& text) {
   m_tokens.clear();
-  m_depth = 0;
   CCIScanner scanner;
   if (!scanner.ScanCIText(text, m_tokens) || m_tokens.empty()) return nullptr;
   std::int32_t pos = 0;
@@ -38,8 +23,10 @@ CCIExpression* CCIParser::ParseControlInfoText(const std::string& text) {
 }
 
 CCIExpression* CCIParser::ParseExpr(std::int32_t& pos) {
-  if (!HasToken(pos) || m_depth >= kMaxNestingDepth) return nullptr;
-  DepthGuard level(m_depth);
+  // Every nesting level passes here once, so this is where a text nested
+  // deeper than the stack can hold fails. Nothing else is kept in this
+  // frame: each form below is its last call.
+  if (!HasToken(pos) || !HasStackRoom()) return nullptr;
   switch (KindAt(pos)) {
     case kCIString:
       return ParseStringValue(pos);
@@ -54,8 +41,10 @@ CCIExpression* CCIParser::ParseExpr(std::int32_t& pos) {
   }
 }
 
-bool CCIParser::ParseItems(std::int32_t& pos, CCITokenKind close,
-                           std::list<CCIExpression*>& items) {
+// Inlined into the list and the instance, so that a nesting level costs one
+// frame (the form's) and not two: 100,000 levels must fit in 8 MiB.
+__attribute__((always_inline)) inline bool CCIParser::ParseItems(std::int32_t& pos, CCITokenKind close,
+                                                                  std::list<CCIExpression*>& items) {
   for (;;) {
     if (!HasToken(pos)) return false;
     if (KindAt(pos) == close) {
@@ -75,11 +64,11 @@ bool CCIParser::ParseItems(std::int32_t& pos, CCITokenKind close,
   }
 }
 
+// The form functions check only that their tokens exist, never their kinds.
+// A missing token fails exactly as the loop of ParseItems would fail on it.
+
 CCIExpression* CCIParser::ParseInstanceExpr(std::int32_t& pos) {
-  if (!HasToken(pos) || !HasToken(pos + 1) || KindAt(pos) != kCIIdent ||
-      KindAt(pos + 1) != kCIOpenArgs) {
-    return nullptr;
-  }
+  if (!HasToken(pos) || !HasToken(pos + 1)) return nullptr;
   std::unique_ptr<CCIInstanceExpr> instance(new CCIInstanceExpr);
   instance->name = m_tokens[static_cast<std::size_t>(pos)].text;
   pos += 2;
@@ -88,8 +77,8 @@ CCIExpression* CCIParser::ParseInstanceExpr(std::int32_t& pos) {
 }
 
 CCIExpression* CCIParser::ParseListExpr(std::int32_t& pos) {
-  if (!HasToken(pos) || KindAt(pos) != kCIOpenList) return nullptr;
-  ++pos;
+  if (!HasToken(pos)) return nullptr;
+  ++pos;  // over the "{"
   std::unique_ptr<CCIListExpr> list(new CCIListExpr);
   if (!ParseItems(pos, kCICloseList, list->items)) return nullptr;
   return list.release();
@@ -99,7 +88,6 @@ CCIExpression* CCIParser::ParseAssignmentExpr(std::int32_t& pos) {
   if (!HasToken(pos) || m_tokens.size() - static_cast<std::size_t>(pos) < 3) {
     return nullptr;  // room for name, "=" and value is missing
   }
-  if (KindAt(pos) != kCIIdent) return nullptr;
   std::unique_ptr<CCIAssignmentExpr> assignment(new CCIAssignmentExpr);
   assignment->name = m_tokens[static_cast<std::size_t>(pos)].text;
   ++pos;
@@ -113,7 +101,6 @@ CCIExpression* CCIParser::ParseAssignmentExpr(std::int32_t& pos) {
 CCIExpression* CCIParser::ParseStringValue(std::int32_t& pos) {
   if (!HasToken(pos)) return nullptr;
   const CCIToken& token = m_tokens[static_cast<std::size_t>(pos)];
-  if (token.kind != kCIString && token.kind != kCIIdent) return nullptr;
   ++pos;
   return new CCIStringValue(token.text);
 }

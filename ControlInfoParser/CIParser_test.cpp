@@ -4,6 +4,9 @@
 
 #include <memory>
 #include <string>
+#include <vector>
+
+#include "Utils/ThreadWithStack.h"
 
 namespace {
 
@@ -45,14 +48,19 @@ void DumpInto(const CCIExpression* e, std::string& out) {
   out += "?";
 }
 
-// The dump of the parse of `text`, or "null".
-std::string ParseDump(const std::string& text) {
-  CCIParser parser;
+// The dump of the parse of `text` by `parser`, or "null".
+std::string ParseDumpWith(CCIParser& parser, const std::string& text) {
   std::unique_ptr<CCIExpression> root(parser.ParseControlInfoText(text));
   if (!root) return "null";
   std::string out;
   DumpInto(root.get(), out);
   return out;
+}
+
+// The dump of the parse of `text` by a fresh parser, or "null".
+std::string ParseDump(const std::string& text) {
+  CCIParser parser;
+  return ParseDumpWith(parser, text);
 }
 
 struct ParseRow {
@@ -244,16 +252,64 @@ TEST(CIParserTest, ParseFunctionsAdvancePastWhatTheyConsume) {
   EXPECT_EQ(nullptr, parser.ParseIdentStringValue(pos));
 }
 
-TEST(CIParserTest, FormFunctionsRejectWrongStartingToken) {
-  CCIParser parser;
-  std::unique_ptr<CCIExpression> root(parser.ParseControlInfoText("a , {"));
-  ASSERT_NE(nullptr, root);
-  std::int32_t pos = 0;
-  EXPECT_EQ(nullptr, parser.ParseListExpr(pos));
-  EXPECT_EQ(nullptr, parser.ParseInstanceExpr(pos));
-  pos = 1;
-  EXPECT_EQ(nullptr, parser.ParseStringValue(pos));
-  EXPECT_EQ(1, pos);
+// The form functions trust the choice of ParseExpr: called directly, they
+// take the token at the position for the one their form starts with.
+struct FormRow {
+  const char* text;
+  char form;  // 'L' list, 'I' instance, 'A' assignment, 'S' string, 'D' ident string
+  std::int32_t start;
+  const char* tree;  // expected dump, or "null"
+  std::int32_t end;  // expected position after a tree (not checked for null)
+};
+
+const FormRow kForms[] = {
+    {"a b }", 'L', 0, "{\"b\"}", 3},
+    {"a }", 'L', 0, "{}", 2},
+    {"a , {", 'L', 0, "null", 0},   // "," cannot start an item
+    {"a , {", 'L', 2, "null", 0},   // nothing after the "{"
+    {"a , {", 'I', 0, "null", 0},   // "{" cannot start an argument
+    {"{ = x .)", 'I', 0, "{(.\"x\".)", 4},
+    {"a b", 'I', 0, "null", 0},     // nothing after the two tokens
+    {"a", 'I', 0, "null", 0},       // no token to take for the "(."
+    {"a b c .)", 'I', 0, "a(.\"c\".)", 4},
+    {"a , {", 'S', 1, "\",\"", 2},
+    {"a , {", 'D', 2, "\"{\"", 3},
+    {"a , {", 'S', 3, "null", 0},
+    {"\"s\" = t", 'A', 0, "s=\"t\"", 3},
+    {"a b c", 'A', 0, "null", 0},   // the second token must be "="
+    {"a =", 'A', 0, "null", 0},
+};
+
+CCIExpression* ParseForm(CCIParser& parser, char form, std::int32_t& pos) {
+  switch (form) {
+    case 'L':
+      return parser.ParseListExpr(pos);
+    case 'I':
+      return parser.ParseInstanceExpr(pos);
+    case 'A':
+      return parser.ParseAssignmentExpr(pos);
+    case 'S':
+      return parser.ParseStringValue(pos);
+    default:
+      return parser.ParseIdentStringValue(pos);
+  }
+}
+
+TEST(CIParserTest, FormFunctionsTakeTheirStartingTokenAsGiven) {
+  for (const FormRow& row : kForms) {
+    CCIParser parser;
+    std::unique_ptr<CCIExpression> whole(parser.ParseControlInfoText(row.text));
+    ASSERT_FALSE(parser.Tokens().empty()) << row.text;
+    std::int32_t pos = row.start;
+    std::unique_ptr<CCIExpression> tree(ParseForm(parser, row.form, pos));
+    std::string dump = "null";
+    if (tree) {
+      dump.clear();
+      DumpInto(tree.get(), dump);
+      EXPECT_EQ(row.end, pos) << row.text << " as " << row.form;
+    }
+    EXPECT_EQ(row.tree, dump) << row.text << " as " << row.form << " from " << row.start;
+  }
 }
 
 TEST(CIParserTest, ParserIsReusableAndClearsItsTokens) {
@@ -274,46 +330,103 @@ std::string Nested(const std::string& open, const std::string& inner, const std:
   return text;
 }
 
-TEST(CIParserTest, NestingUpToTheBoundIsAccepted) {
-  const int bound = CCIParser::kMaxNestingDepth;
-  EXPECT_NE("null", ParseDump(Nested("{", "", "}", bound)));
-  EXPECT_NE("null", ParseDump(Nested("X(.", "", ".)", bound)));
-  // The innermost string value is a level of its own.
-  EXPECT_NE("null", ParseDump(Nested("{", "a", "}", bound - 1)));
+// Deeply nested inputs, each 100,000 levels deep, with the number of nodes
+// on the way down their tree.
+struct DeepInput {
+  std::string text;
+  int nodes;
+};
+
+std::vector<DeepInput> DeepInputs() {
+  const int depth = 100000;
   std::string chain;
-  for (int i = 1; i < bound; ++i) chain += "a = ";
-  EXPECT_NE("null", ParseDump(chain + "b"));
+  for (int i = 0; i < depth; ++i) chain += "a=";
+  return {{Nested("{", "", "}", depth), depth},
+          {Nested("{", "a", "}", depth), depth + 1},
+          {Nested("X(.", "", ".)", depth), depth},
+          {chain + "b", depth + 1}};
 }
 
-TEST(CIParserTest, NestingBeyondTheBoundFails) {
-  const int bound = CCIParser::kMaxNestingDepth;
-  EXPECT_EQ("null", ParseDump(Nested("{", "", "}", bound + 1)));
-  EXPECT_EQ("null", ParseDump(Nested("X(.", "", ".)", bound + 1)));
-  EXPECT_EQ("null", ParseDump(Nested("{", "a", "}", bound)));
-  std::string chain;
-  for (int i = 0; i < bound; ++i) chain += "a = ";
-  EXPECT_EQ("null", ParseDump(chain + "b"));
-}
-
-TEST(CIParserTest, HostileDeepNestingFailsWithoutExhaustingStack) {
-  EXPECT_EQ("null", ParseDump(std::string(100000, '{')));
-  EXPECT_EQ("null", ParseDump(Nested("{", "", "}", 100000)));
-  std::string chain;
-  for (int i = 0; i < 100000; ++i) chain += "a=";
-  EXPECT_EQ("null", ParseDump(chain + "b"));
-}
-
-TEST(CIParserTest, DepthIsCountedPerParseNotAccumulated) {
-  CCIParser parser;
-  const std::string deep = Nested("{", "", "}", CCIParser::kMaxNestingDepth);
-  for (int i = 0; i < 3; ++i) {
-    std::unique_ptr<CCIExpression> root(parser.ParseControlInfoText(deep));
-    EXPECT_NE(nullptr, root);
-    std::unique_ptr<CCIExpression> failed(parser.ParseControlInfoText(deep + "{"));
-    EXPECT_NE(nullptr, failed);  // the extra "{" after the first expression is not read
-    std::unique_ptr<CCIExpression> broken(parser.ParseControlInfoText("{" + deep));
-    EXPECT_EQ(nullptr, broken);
+// The number of nodes from `root` down through first children, counted
+// without recursion (the dump would recurse once per level).
+int NodesDown(const CCIExpression* root) {
+  int nodes = 0;
+  for (const CCIExpression* e = root; e != nullptr; ++nodes) {
+    const CCIExpression* next = nullptr;
+    if (e->kind == kCIListExpr && !static_cast<const CCIListExpr*>(e)->items.empty()) {
+      next = static_cast<const CCIListExpr*>(e)->items.front();
+    } else if (e->kind == kCIInstanceExpr && !static_cast<const CCIInstanceExpr*>(e)->arguments.empty()) {
+      next = static_cast<const CCIInstanceExpr*>(e)->arguments.front();
+    } else if (e->kind == kCIAssignmentExpr) {
+      next = static_cast<const CCIAssignmentExpr*>(e)->value;
+    }
+    e = next;
   }
+  return nodes;
+}
+
+// Parses each of `inputs`, in order and with one parser, on a new thread
+// with a stack of `stackSize` bytes; the nodes down each tree, 0 for none.
+std::vector<int> ParseOnThread(const std::vector<std::string>& inputs, std::size_t stackSize) {
+  std::vector<int> nodes;
+  EXPECT_TRUE(RunOnThreadWithStack(stackSize, [&] {
+    CCIParser parser;
+    for (const std::string& text : inputs) {
+      std::unique_ptr<CCIExpression> root(parser.ParseControlInfoText(text));
+      nodes.push_back(NodesDown(root.get()));
+    }
+  }));
+  return nodes;
+}
+
+std::vector<std::string> TextsOf(const std::vector<DeepInput>& inputs) {
+  std::vector<std::string> texts;
+  for (const DeepInput& input : inputs) texts.push_back(input.text);
+  return texts;
+}
+
+TEST(CIParserTest, HundredThousandLevelsParseOnTheDefaultStack) {
+  const std::vector<DeepInput> inputs = DeepInputs();
+  std::vector<int> expected;
+  for (const DeepInput& input : inputs) expected.push_back(input.nodes);
+  if (kSanitizerFrames) {
+    // Sanitizer frames are several times the size of those of a normal
+    // build: there the same depth gets a thread with a stack big enough for
+    // it, which runs the same code.
+    EXPECT_EQ(expected, ParseOnThread(TextsOf(inputs), kHugeThreadStack));
+    return;
+  }
+  std::vector<int> nodes;
+  CCIParser parser;
+  for (const DeepInput& input : inputs) {
+    std::unique_ptr<CCIExpression> root(parser.ParseControlInfoText(input.text));
+    nodes.push_back(NodesDown(root.get()));
+  }
+  EXPECT_EQ(expected, nodes);
+}
+
+TEST(CIParserTest, HundredThousandLevelsFailCleanlyOnASmallStack) {
+  const std::vector<DeepInput> inputs = DeepInputs();
+  EXPECT_EQ(std::vector<int>(inputs.size(), 0), ParseOnThread(TextsOf(inputs), 256 * 1024));
+}
+
+TEST(CIParserTest, ShallowTextStillParsesOnASmallStack) {
+  EXPECT_EQ(std::vector<int>({101, 4}),
+            ParseOnThread({Nested("{", "a", "}", 100), "{ ControlInfo(. control = X(. .) .) }"},
+                          kSmallStackAboveMargin));
+}
+
+TEST(CIParserTest, UnclosedDeepNestingFails) {
+  EXPECT_EQ("null", ParseDump(std::string(100000, '{')));
+  EXPECT_EQ("null", ParseDump("{" + Nested("{", "", "}", 100000)));
+}
+
+TEST(CIParserTest, ParserIsReusableAfterRunningOutOfStack) {
+  std::vector<std::string> texts = TextsOf(DeepInputs());
+  texts.push_back("{a, b}");
+  std::vector<int> expected(texts.size(), 0);
+  expected.back() = 2;
+  EXPECT_EQ(expected, ParseOnThread(texts, kSmallStackAboveMargin));
 }
 
 }  // namespace

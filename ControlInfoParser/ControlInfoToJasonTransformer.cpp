@@ -4,6 +4,7 @@
 #include <string>
 
 #include "ControlInfoParser/CIParser.h"
+#include "Utils/StackRoom.h"
 
 namespace {
 
@@ -58,8 +59,12 @@ bool IsControlInfoInstance(const CCIExpression* e) {
          static_cast<const CCIInstanceExpr*>(e)->name == "ControlInfo";
 }
 
+CJasonTreeArray* TransformList(const CCIExpression* list, bool& outOfStack);
+
 // The object of one "ControlInfo" instance: its "control" and "children".
-std::unique_ptr<CJasonTreeValue> TransformControlInfo(const CCIInstanceExpr& info) {
+// Sets `outOfStack` when a nested list could not be transformed for lack of
+// stack; the object is incomplete then and the caller drops it.
+std::unique_ptr<CJasonTreeValue> TransformControlInfo(const CCIInstanceExpr& info, bool& outOfStack) {
   std::unique_ptr<CJasonTreeObject> object(new CJasonTreeObject);
   for (const CCIExpression* argument : info.arguments) {
     const CCIAssignmentExpr* assignment = AsAssignment(argument);
@@ -69,23 +74,40 @@ std::unique_ptr<CJasonTreeValue> TransformControlInfo(const CCIInstanceExpr& inf
       value.reset(CControlInfoToJasonTransformer::TransformControl(assignment->value));
     } else if (assignment->name == "children") {
       // A nested list that fails loses only its own pair.
-      value.reset(CControlInfoToJasonTransformer::TransformControlInfoList(assignment->value));
+      value.reset(TransformList(assignment->value, outOfStack));
+      if (outOfStack) return nullptr;
     }
     if (value) AppendPair(*object, assignment->name, std::move(value));
   }
   return std::unique_ptr<CJasonTreeValue>(object.release());
 }
 
-}  // namespace
-
-CJasonTreeArray* CControlInfoToJasonTransformer::TransformControlInfoList(const CCIExpression* list) {
+// TransformControlInfoList, one level of "children" per call. A page nested
+// deeper than the stack can hold is no failure of one nested list (which
+// would only lose its pair) but of the whole transformation: `outOfStack`
+// is set and every level returns null up to the top.
+CJasonTreeArray* TransformList(const CCIExpression* list, bool& outOfStack) {
   if (list == nullptr || list->kind != kCIListExpr) return nullptr;
+  if (!HasStackRoom()) {
+    outOfStack = true;
+    return nullptr;
+  }
   std::unique_ptr<CJasonTreeArray> array(new CJasonTreeArray);
   for (const CCIExpression* item : static_cast<const CCIListExpr*>(list)->items) {
     if (!IsControlInfoInstance(item)) return nullptr;  // one wrong item spoils the list
-    AppendValue(*array, TransformControlInfo(*static_cast<const CCIInstanceExpr*>(item)));
+    const auto& info = *static_cast<const CCIInstanceExpr*>(item);
+    std::unique_ptr<CJasonTreeValue> object = TransformControlInfo(info, outOfStack);
+    if (outOfStack) return nullptr;
+    AppendValue(*array, std::move(object));
   }
   return array.release();
+}
+
+}  // namespace
+
+CJasonTreeArray* CControlInfoToJasonTransformer::TransformControlInfoList(const CCIExpression* list) {
+  bool outOfStack = false;
+  return TransformList(list, outOfStack);
 }
 
 CJasonTreeObject* CControlInfoToJasonTransformer::TransformControl(const CCIExpression* control) {

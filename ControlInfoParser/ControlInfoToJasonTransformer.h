@@ -28,8 +28,9 @@ class CControlInfoToJasonTransformer {
   // Returns null when `list` is null or not a list, or when any item is not
   // an instance named exactly "ControlInfo". A nested "children" list that
   // fails only loses its pair, while the same fault at the top fails the
-  // whole answer. Recurses once per level of "children"; the parser's
-  // nesting bound keeps that shallow.
+  // whole answer. Recurses once per level of "children", as deep as the
+  // calling thread's stack allows: a page nested deeper than that gives
+  // null as a whole (never a page with its deepest levels cut off).
   static CJasonTreeArray* TransformControlInfoList(const CCIExpression* list);
 
   // A control instance `Kind(. text = ..., value = ... .)` becomes an object

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "ControlInfoParser/CIParser.h"
+#include "Utils/ThreadWithStack.h"
 
 namespace {
 
@@ -238,25 +239,71 @@ TEST(ControlInfoToJasonTransformerTest, EditBoxExampleEncodesCompactByteForByte)
             TransformList("{ ControlInfo(. control = EditBox(. text = \"Name\", value = \"Pump\" .), children = { } .) }"));
 }
 
-// The deepest page the parser accepts transforms and is freed without trouble.
-TEST(ControlInfoToJasonTransformerTest, DeepestAcceptedChildrenNestingTransforms) {
-  std::string text = "{}";
-  int levels = 0;
-  // Each level of children adds a list, an instance and an assignment.
-  while (3 * (levels + 1) + 1 <= CCIParser::kMaxNestingDepth) {
-    text = "{ ControlInfo(. children = " + text + " .) }";
-    ++levels;
+// A page with `levels` levels of children, each a "ControlInfo" with only
+// its children, around an empty list.
+std::string NestedChildrenPage(int levels) {
+  std::string text;
+  for (int i = 0; i < levels; ++i) text += "{ ControlInfo(. children = ";
+  text += "{}";
+  for (int i = 0; i < levels; ++i) text += " .) }";
+  return text;
+}
+
+// Its compact JSON: each level writes `[ { "children" : ` and `}]` around the
+// innermost `[ ]`.
+std::string NestedChildrenJson(int levels) {
+  std::string json;
+  for (int i = 0; i < levels; ++i) json += "[ { \"children\" : ";
+  json += "[ ]";
+  for (int i = 0; i < levels; ++i) json += "}]";
+  return json;
+}
+
+// 171 levels of children were once beyond a fixed nesting bound.
+TEST(ControlInfoToJasonTransformerTest, PageOf171LevelsOfChildrenTransforms) {
+  EXPECT_EQ(NestedChildrenJson(171), TransformList(NestedChildrenPage(171)));
+  EXPECT_EQ(std::size_t{171} * 19 + 3, NestedChildrenJson(171).size());
+}
+
+// Transforms the parsed page `tree` on a thread with `stackSize` bytes of
+// stack; the compact JSON, or "null".
+std::string TransformOnThread(const CCIExpression* tree, std::size_t stackSize) {
+  std::string out = "null";
+  EXPECT_TRUE(RunOnThreadWithStack(stackSize, [&] {
+    std::unique_ptr<CJasonTreeArray> json(CControlInfoToJasonTransformer::TransformControlInfoList(tree));
+    if (json) {
+      out.clear();
+      json->EncodeToString(out, true, 0);
+    }
+  }));
+  return out;
+}
+
+TEST(ControlInfoToJasonTransformerTest, DeepPageTransformsAsDeepAsTheStackHolds) {
+  const int levels = 10000;
+  const std::string page = NestedChildrenPage(levels);
+  if (kSanitizerFrames) {
+    // Sanitizer frames are several times the size of those of a normal
+    // build: there the page gets a thread with a stack big enough for it.
+    std::string json;
+    RunOnThreadWithStack(kHugeThreadStack, [&] { json = TransformList(page); });
+    EXPECT_EQ(NestedChildrenJson(levels), json);
+    return;
   }
-  std::unique_ptr<CCIExpression> tree = Parse(text);
+  EXPECT_EQ(NestedChildrenJson(levels), TransformList(page));
+}
+
+// The stack runs out deep inside the page: the whole transformation fails,
+// rather than answering the page with its deepest levels cut off.
+TEST(ControlInfoToJasonTransformerTest, PageDeeperThanTheStackGivesNull) {
+  const int levels = 10000;
+  std::unique_ptr<CCIExpression> tree;
+  RunOnThreadWithStack(kHugeThreadStack, [&] { tree = Parse(NestedChildrenPage(levels)); });
   ASSERT_NE(nullptr, tree);
-  std::unique_ptr<CJasonTreeArray> json(CControlInfoToJasonTransformer::TransformControlInfoList(tree.get()));
-  ASSERT_NE(nullptr, json);
-  std::string out;
-  json->EncodeToString(out, true, 0);
-  // Each level writes `[ { "children" : ` (17 bytes) and `}]` (2 bytes)
-  // around the innermost `[ ]`.
-  EXPECT_EQ(170, levels);
-  EXPECT_EQ(static_cast<std::size_t>(levels) * 19 + 3, out.size());
+  EXPECT_EQ("null", TransformOnThread(tree.get(), kSmallStackAboveMargin));
+  // A shallow page still transforms on the same small stack.
+  std::unique_ptr<CCIExpression> shallow = Parse(NestedChildrenPage(3));
+  EXPECT_EQ(NestedChildrenJson(3), TransformOnThread(shallow.get(), kSmallStackAboveMargin));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <climits>
 
 #include "OrvServer/AgentFrame.h"
+#include "Utils/StackRoom.h"
 
 const char kModelViewChildrenAgentPath[] = "@VELExtensionManagement@GetModelViewChildren";
 const char kCollectPresentationsAgentPath[] = "@VELDiagramAgents@CollectPresentations";
@@ -32,35 +33,52 @@ void InvokeModelViewChildrenAgent(qm::IVelModel* model, qm::IVelEntity* children
   model->InvokeAgent(childrenAgent, entity, parameters);
 }
 
-bool HasEntityChildren(qm::IVelEntity* entity, qm::IVelEntity* metaDefinition, qm::IVelEntity* extraEntity) {
-  if (entity == nullptr) return false;
+namespace {
+
+// What one level of HasEntityChildren found out.
+enum class ChildrenAnswer { kNone, kSome, kOutOfStack };
+
+// HasEntityChildren, one level per call. Running out of stack ends the whole
+// query, not only the level that ran out: a cyclic attribute structure would
+// otherwise go on asking the host about the siblings of every level on the
+// way back up, and the deepest levels have not been answered anyway.
+ChildrenAnswer AskForChildren(qm::IVelEntity* entity, qm::IVelEntity* metaDefinition, qm::IVelEntity* extraEntity) {
+  if (entity == nullptr) return ChildrenAnswer::kNone;
+  if (!HasStackRoom()) return ChildrenAnswer::kOutOfStack;
   qm::IVelModel* model = entity->GetModel();
-  if (model == nullptr) return false;
+  if (model == nullptr) return ChildrenAnswer::kNone;
   qm::IVelEntity* agent = model->FindEntity(kModelViewChildrenAgentPath);
-  if (agent == nullptr) return false;
+  if (agent == nullptr) return ChildrenAnswer::kNone;
 
   qm::EntityList children;
   qm::EntityList childMetaDefinitions;
   InvokeModelViewChildrenAgent(model, agent, entity, metaDefinition, extraEntity, children, childMetaDefinitions);
-  if (children.size() != childMetaDefinitions.size()) return false;
+  if (children.size() != childMetaDefinitions.size()) return ChildrenAnswer::kNone;
 
-  // A position where the host gave a null child or definition is no node
-  // (the agent skips it), so it counts for nothing in either pass.
-  //
   // One child that is not an attribute is enough, and is the common case:
-  // look for it before recursing into any attribute.
-  auto child = children.begin();
+  // look for it, by its definition alone, before recursing into any
+  // attribute. A null definition says nothing about its child and is
+  // skipped.
   for (qm::IVelEntity* definition : childMetaDefinitions) {
-    if (*child++ != nullptr && definition != nullptr && !definition->IsKindOf("Attribute")) return true;
+    if (definition != nullptr && !definition->IsKindOf("Attribute")) return ChildrenAnswer::kSome;
   }
   // Only attributes: an attribute counts only when it has children itself.
-  child = children.begin();
+  auto child = children.begin();
   for (qm::IVelEntity* definition : childMetaDefinitions) {
     qm::IVelEntity* attribute = *child++;
-    if (attribute == nullptr || definition == nullptr) continue;
-    if (definition->IsKindOf("Attribute") && HasEntityChildren(attribute, definition, extraEntity)) return true;
+    if (attribute == nullptr || definition == nullptr || !definition->IsKindOf("Attribute")) continue;
+    const ChildrenAnswer answer = AskForChildren(attribute, definition, extraEntity);
+    if (answer != ChildrenAnswer::kNone) return answer;
   }
-  return false;
+  return ChildrenAnswer::kNone;
+}
+
+}  // namespace
+
+bool HasEntityChildren(qm::IVelEntity* entity, qm::IVelEntity* metaDefinition, qm::IVelEntity* extraEntity) {
+  // Out of stack is a failure of the query, and a failed query answers
+  // false, as it does for a missing model or host agent.
+  return AskForChildren(entity, metaDefinition, extraEntity) == ChildrenAnswer::kSome;
 }
 
 bool HasEntityPresentations(qm::IVelEntity* entity) {

@@ -31,10 +31,14 @@ void InvokeModelViewChildrenAgent(qm::IVelModel* model, qm::IVelEntity* children
 
 // True when the node of `entity` (shown with `metaDefinition`, may be null)
 // has at least one child worth showing: a child whose meta definition is not
-// an "Attribute", or an attribute child that has children of its own (asked
-// recursively, with no depth limit). False when the host reports children
-// and definitions of different number. `extraEntity` (may be null) is handed
-// on to the host.
+// an "Attribute" (whatever the child, null included), or an attribute child
+// that has children of its own (asked recursively, with no depth limit and
+// no cycle guard; null children and null definitions are skipped). False
+// when the host reports children and definitions of different number.
+// `extraEntity` (may be null) is handed on to the host. The recursion goes
+// as deep as the calling thread's stack allows; when the stack runs out
+// (a cyclic or absurdly deep attribute structure), the whole query fails
+// and answers false, like a query without model or host agent.
 bool HasEntityChildren(qm::IVelEntity* entity, qm::IVelEntity* metaDefinition, qm::IVelEntity* extraEntity);
 
 // True when at least one presentation element (a symbol or line in some

@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 
 #include "OrvServer/ModelViewTestModel.h"
+#include "Utils/StackRoom.h"
+#include "Utils/ThreadWithStack.h"
 #include "emulator/HostMonitor.h"
 
 namespace {
@@ -134,13 +136,26 @@ TEST_F(ModelViewQueriesTest, MetaDefinitionIsHandedToTheHost) {
   EXPECT_FALSE(HasEntityChildren(E("FOLDERS"), E("MM-NONE"), nullptr));
 }
 
-TEST_F(ModelViewQueriesTest, NullPositionsCountForNothing) {
-  Load("[]", R"({"SINGLE": "null-child:1"})");
-  EXPECT_FALSE(HasEntityChildren(E("SINGLE"), nullptr, nullptr));
-  Load("[]", R"({"SINGLE": "null-definition:1"})");
-  StartLog();
-  EXPECT_FALSE(HasEntityChildren(E("SINGLE"), nullptr, nullptr));
-  EXPECT_EQ(HostMonitor::Instance().Count("IsKindOf"), 0u);
+struct NullRow {
+  const char* faults;  // the host's faults for SINGLE, whose one child REQ-S is no attribute
+  bool answer;
+  std::size_t isKindOfCalls;
+};
+
+// The first pass looks only at the definitions: a null child whose
+// definition is no attribute is enough; a null definition is skipped.
+TEST_F(ModelViewQueriesTest, NullChildCountsByItsDefinitionNullDefinitionIsSkipped) {
+  const NullRow rows[] = {
+      {"null-child:1", true, 1},
+      {"null-definition:1", false, 0},
+      {"null-child:1 null-definition:1", false, 0},
+  };
+  for (const NullRow& row : rows) {
+    Load("[]", std::string(R"({"SINGLE": ")") + row.faults + "\"}");
+    StartLog();
+    EXPECT_EQ(HasEntityChildren(E("SINGLE"), nullptr, nullptr), row.answer) << row.faults;
+    EXPECT_EQ(HostMonitor::Instance().Count("IsKindOf"), row.isKindOfCalls) << row.faults;
+  }
 }
 
 TEST_F(ModelViewQueriesTest, HasEntityChildrenIsFalseWithoutEntityOrAgent) {
@@ -155,6 +170,56 @@ TEST_F(ModelViewQueriesTest, HasEntityChildrenLetsHostExceptionsThrough) {
   Load();
   HostMonitor::Instance().FailOperation("InvokeAgent");
   EXPECT_THROW(HasEntityChildren(E("PKG"), nullptr, nullptr), qmemu::InjectedFault);
+}
+
+// A model whose ordinary children are attribute nodes: it replaces the meta
+// definition "@MetaModel@Element" by an "Attribute" named "Element", so that
+// each child of an attribute node is an attribute node again, listed by the
+// entity's list "Element". PKG lists itself there: the attribute structure
+// is a cycle, and the host answers children on every level.
+const char kCyclicAttributes[] = R"({
+  "omit": ["@MetaModel@Element"],
+  "root": {"guid": "ROOT", "name": "Plant", "children": [
+    {"guid": "PKG", "meta": "Package", "name": "Loop", "lists": {"Element": ["PKG"]}},
+    {"guid": "MM", "meta": "Package", "name": "MetaModel"}]},
+  "entities": [{"guid": "MM-ELEMENT", "meta": "Attribute", "name": "Element", "owner": "MM"}]
+})";
+
+TEST_F(ModelViewQueriesTest, CyclicAttributeDefinitionEndsAsAFailedQuery) {
+  std::string error;
+  model_ = qmemu::LoadModelText(kCyclicAttributes, "cycle.json", error);
+  ASSERT_NE(model_, nullptr) << error;
+  EXPECT_FALSE(HasEntityChildren(E("PKG"), nullptr, nullptr));
+  EXPECT_FALSE(HasEntityChildren(E("PKG"), E("MM-ELEMENT"), nullptr));
+  EXPECT_FALSE(HasEntityChildren(E("ROOT"), nullptr, nullptr));
+  // The query went deep (one host call a level) before the stack ran out.
+  EXPECT_GT(HostMonitor::Instance().Count("InvokeAgent"), 1000u);
+}
+
+TEST_F(ModelViewQueriesTest, CyclicAttributeDefinitionOnASmallStackEndsTheSame) {
+  std::string error;
+  model_ = qmemu::LoadModelText(kCyclicAttributes, "cycle.json", error);
+  ASSERT_NE(model_, nullptr) << error;
+  qm::IVelEntity* pkg = E("PKG");
+  bool answer = true;
+  ASSERT_TRUE(
+      RunOnThreadWithStack(kSmallStackAboveMargin, [&] { answer = HasEntityChildren(pkg, nullptr, nullptr); }));
+  EXPECT_FALSE(answer);
+}
+
+TEST_F(ModelViewQueriesTest, WithoutStackRoomTheQueryAnswersFalseBeforeAskingTheHost) {
+  Load();
+  qm::IVelEntity* pkg = E("PKG");
+  StartLog();
+  // Deeper than the stack allows: every level below this one fails at once.
+  bool answer = true;
+  std::size_t calls = 1;
+  ASSERT_TRUE(RunOnThreadWithStack(kSmallStackAboveMargin, [&] {
+    answer = SpendStackThen([&] { return HasEntityChildren(pkg, nullptr, nullptr); });
+    calls = HostMonitor::Instance().Count();
+  }));
+  EXPECT_FALSE(answer);
+  EXPECT_EQ(calls, 0u);
 }
 
 // ---------------------------------------------------------------------------

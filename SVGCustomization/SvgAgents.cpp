@@ -18,14 +18,11 @@
 
 #include "JasonParser/JasonElementFinder.h"
 #include "JasonParser/JasonParser.h"
-#include "JasonParser/JasonText.h"
 #include "OrvServer/AgentFrame.h"
 #include "SVGCustomization/SvgCache.h"
 #include "SVGCustomization/SvgElements.h"
 #include "SVGCustomization/SvgTraversal.h"
 #include "host/Agent.h"
-
-std::map<qm::IVelEntity*, qm::IVelEntity*> mapSVGCache;
 
 namespace {
 
@@ -102,7 +99,7 @@ bool AnswerFromCache(qm::IVelModel* model, qm::IVelEntity* diagram, qm::IVelEnti
   if (writer == nullptr) return false;
   ClientIndex client;
   if (ReannotateSVGTree(root, model, client.finder, true)) {
-    mapSVGCache.erase(diagram);
+    ForgetCachedSVGRoot(diagram);
     return false;
   }
   orv::WriteText(parameters, 2, WriteXml(model, writer, root, orv::ReadText(parameters, 2)));
@@ -121,12 +118,10 @@ void GenerateWithAnnotations(qm::IVelEntity* contextArgument, qm::AgentParameter
   const std::string refresh = orv::ReadText(parameters, 3);  // "" when there is no third parameter
   const bool refreshing = !refresh.empty() && refresh[0] == 't';
 
-  auto cached = mapSVGCache.find(diagram);
-  if (cached != mapSVGCache.end()) {
-    qm::IVelEntity* root = cached->second;
+  if (qm::IVelEntity* root = FindCachedSVGRoot(diagram)) {
     if (refreshing) {
       root->DeleteEntity(qmdll::defaultChanger);
-      mapSVGCache.erase(cached);
+      ForgetCachedSVGRoot(diagram);
     } else if (AnswerFromCache(model, diagram, root, parameters)) {
       return;
     }
@@ -135,16 +130,16 @@ void GenerateWithAnnotations(qm::IVelEntity* contextArgument, qm::AgentParameter
   Generate(model, diagram, orv::ReadText(parameters, 2));
   qm::IVelEntity* writer = orv::FindAgent(model, kXmlWriterAgent);
   if (writer == nullptr) return;
-  auto generated = mapSVGCache.find(diagram);
-  if (generated == mapSVGCache.end()) return;
-  orv::WriteText(parameters, 2, WriteXml(model, writer, generated->second, orv::ReadText(parameters, 2)));
+  qm::IVelEntity* generated = FindCachedSVGRoot(diagram);
+  if (generated == nullptr) return;
+  orv::WriteText(parameters, 2, WriteXml(model, writer, generated, orv::ReadText(parameters, 2)));
 }
 
 // Annotates and caches a tree the host has just generated.
 void AnnotateGenerated(qm::IVelEntity* root, qm::IVelEntity* diagram, qm::IVelModel* model) {
   if (RemoveBoundaryrectElements(root)) return;  // the root itself is gone: nothing to annotate
   TraverseSVGTree(root, model);
-  mapSVGCache[diagram] = root;
+  CacheSVGRoot(diagram, root);
   ClientIndex client;
   TraverseSVGTreeER(root, model, client.finder, false);
 }

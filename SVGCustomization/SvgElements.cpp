@@ -4,6 +4,7 @@
 
 #include "SVGCustomization/WrappedInt32.h"
 #include "Utils/ConvertIntToString.h"
+#include "Utils/StackRoom.h"
 
 namespace {
 
@@ -160,18 +161,34 @@ std::string SVGElementName(qm::IVelEntity* entity) {
   return name;
 }
 
-bool RemoveBoundaryrectElements(qm::IVelEntity* entity) {
-  if (entity == nullptr || !entity->IsKindOf("InstanceExpr")) return false;
+namespace {
+
+// How the removal below one entity ended.
+enum class RemovalEnd { kKept, kRemoved, kOutOfStack };
+
+// RemoveBoundaryrectElements, one element per call. When the stack runs out
+// (a tree nested deeper than it holds, or a cyclic "Expression" list) the
+// whole removal ends there; what was removed before stays removed.
+RemovalEnd Removing(qm::IVelEntity* entity) {
+  if (entity == nullptr) return RemovalEnd::kKept;
+  if (!HasStackRoom()) return RemovalEnd::kOutOfStack;
+  if (!entity->IsKindOf("InstanceExpr")) return RemovalEnd::kKept;
   if (SVGElementName(entity) == "boundaryrect") {
     entity->DeleteEntity(qmdll::defaultChanger);
-    return true;
+    return RemovalEnd::kRemoved;
   }
   // A copy of the list: deleting an entry changes the host's list, not ours,
   // and every entry is visited once.
   qm::EntityList children;
   entity->GetEntities("Expression", children);
-  for (qm::IVelEntity* child : children) RemoveBoundaryrectElements(child);
-  return false;
+  for (qm::IVelEntity* child : children) {
+    if (Removing(child) == RemovalEnd::kOutOfStack) return RemovalEnd::kOutOfStack;
+  }
+  return RemovalEnd::kKept;
 }
+
+}  // namespace
+
+bool RemoveBoundaryrectElements(qm::IVelEntity* entity) { return Removing(entity) == RemovalEnd::kRemoved; }
 
 void RemoveBoundaryrectElement(qm::IVelEntity* entity) { RemoveBoundaryrectElements(entity); }

@@ -4,12 +4,13 @@
 #include <vector>
 
 #include "JasonParser/JasonScanner.h"
-#include "JasonParser/JasonText.h"
+#include "SVGCustomization/SvgCache.h"
 #include "Links/LinkInformation.h"
 #include "SVGCustomization/SvgElements.h"
 #include "SVGCustomization/SvgGeometry.h"
 #include "SVGCustomization/SvgMath.h"
 #include "SVGCustomization/WrappedInt32.h"
+#include "Utils/StackRoom.h"
 
 namespace {
 
@@ -252,27 +253,46 @@ void Reannotate(qm::IVelEntity* element, const std::string& id, qm::IVelModel* m
   if (!target.frame) AppendImage(element, target.presentation, model);
 }
 
-}  // namespace
+// How the walk below one element ended.
+enum class WalkEnd {
+  kWalked,      // the element and its subtree were walked
+  kDeleted,     // the element was the icon group of an earlier run and is gone
+  kOutOfStack,  // the stack ran out below it: the whole walk ends
+};
 
-void TraverseSVGTree(qm::IVelEntity* element, qm::IVelModel* model) {
-  if (element == nullptr || model == nullptr || !element->IsKindOf("InstanceExpr")) return;
+// TraverseSVGTree, one element per call. When the stack runs out (a tree
+// nested deeper than the stack holds, or a cyclic "Expression" list), the
+// whole traversal ends there: neither the element at which it ran out nor
+// any element around it is annotated, since their subtrees were not walked
+// to the end, and nothing further is visited (a cycle would otherwise be
+// walked again from every level on the way back up). Elements annotated
+// before stay annotated.
+WalkEnd Annotating(qm::IVelEntity* element, qm::IVelModel* model) {
+  if (element == nullptr || model == nullptr) return WalkEnd::kWalked;
+  if (!HasStackRoom()) return WalkEnd::kOutOfStack;
+  if (!element->IsKindOf("InstanceExpr")) return WalkEnd::kWalked;
   qm::EntityList items;
   element->GetEntities("Expression", items);
   Marking marking;
   for (qm::IVelEntity* item : items) {
     if (item->IsKindOf("InstanceExpr")) {
-      TraverseSVGTree(item, model);
+      if (Annotating(item, model) == WalkEnd::kOutOfStack) return WalkEnd::kOutOfStack;
       continue;
     }
     std::string name, value;
     if (ReadAttribute(item, name, value)) marking.Note(name, value);
   }
   if (marking.marked) Annotate(element, marking.id, model);
+  return WalkEnd::kWalked;
 }
 
-bool ReannotateSVGTree(qm::IVelEntity* element, qm::IVelModel* model, CJasonElementFinder& finder,
-                       bool removeImages) {
-  if (element == nullptr || model == nullptr || !element->IsKindOf("InstanceExpr")) return false;
+// ReannotateSVGTree, one element per call; running out of stack ends the
+// whole walk as in Annotating.
+WalkEnd Reannotating(qm::IVelEntity* element, qm::IVelModel* model, CJasonElementFinder& finder,
+                     bool removeImages) {
+  if (element == nullptr || model == nullptr) return WalkEnd::kWalked;
+  if (!HasStackRoom()) return WalkEnd::kOutOfStack;
+  if (!element->IsKindOf("InstanceExpr")) return WalkEnd::kWalked;
   // A copy of the list: deleting an item changes the host's list, not ours.
   qm::EntityList items;
   element->GetEntities("Expression", items);
@@ -286,16 +306,25 @@ bool ReannotateSVGTree(qm::IVelEntity* element, qm::IVelModel* model, CJasonElem
       if (removeImages && IsImage(item)) {
         // This element is the icon group of an earlier run: it goes as a whole.
         element->DeleteEntity(qmdll::defaultChanger);
-        return true;
+        return WalkEnd::kDeleted;
       }
-      ReannotateSVGTree(item, model, finder, removeImages);
+      if (Reannotating(item, model, finder, removeImages) == WalkEnd::kOutOfStack) return WalkEnd::kOutOfStack;
       continue;
     }
     std::string name, value;
     if (ReadAttribute(item, name, value)) marking.Note(name, value);
   }
   if (marking.marked) Reannotate(element, marking.id, model, finder);
-  return false;
+  return WalkEnd::kWalked;
+}
+
+}  // namespace
+
+void TraverseSVGTree(qm::IVelEntity* element, qm::IVelModel* model) { Annotating(element, model); }
+
+bool ReannotateSVGTree(qm::IVelEntity* element, qm::IVelModel* model, CJasonElementFinder& finder,
+                       bool removeImages) {
+  return Reannotating(element, model, finder, removeImages) == WalkEnd::kDeleted;
 }
 
 void TraverseSVGTreeER(qm::IVelEntity* element, qm::IVelModel* model, CJasonElementFinder& finder,

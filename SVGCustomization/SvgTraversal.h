@@ -10,6 +10,13 @@
 // SvgElements.h and appended to the element's "Expression" list; what cannot
 // be made is left out. Neither traversal reports an error; exceptions of
 // host operations pass through to the agent.
+//
+// Both recurse once per level of elements, as deep as the calling thread's
+// stack allows. When the stack runs out (a tree nested deeper than that, or
+// a cyclic "Expression" list), the traversal ends there: the element at
+// which it ran out and the elements that enclose it are not annotated
+// (their subtrees were not walked to the end), nothing further is visited,
+// and what was annotated before stays.
 #ifndef SVGCUSTOMIZATION_SVGTRAVERSAL_H_
 #define SVGCUSTOMIZATION_SVGTRAVERSAL_H_
 

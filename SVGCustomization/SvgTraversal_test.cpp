@@ -11,7 +11,9 @@
 #include <gtest/gtest.h>
 
 #include "JasonParser/JasonParser.h"
-#include "JasonParser/JasonText.h"
+#include "SVGCustomization/SvgCache.h"
+#include "SVGCustomization/SvgElements.h"
+#include "Utils/ThreadWithStack.h"
 #include "emulator/HostMonitor.h"
 #include "emulator/ModelFile.h"
 #include "emulator/SvgTree.h"
@@ -486,6 +488,105 @@ TEST_F(SvgTraversalTest, ClientTextOutsideTheIndexedTextIsEmpty) {
   g_strJasonText = "[]";
   TraverseSVGTreeER(root->asEntity(), model.get(), finder, false);
   EXPECT_EQ("<g metaClass=\"Symbol\" id=\"FRAME\"><!----></g>", Xml(group));
+}
+
+// ---- depth: trees deeper than the stack, and cyclic "Expression" lists ----
+
+// The first annotation of the frame group (see FrameGetsDiagramAttributes...).
+std::string AnnotatedFrame() {
+  return "<g metaClass=\"Symbol\" id=\"FRAME\" guid=\"DIA\" objectType=\"Diagram\" desc=\"Overview\">"
+         "<!--nativelinks:" +
+         kDiagramJson + "--></g>";
+}
+
+// The root holds, in order: the frame group, a group for SYM-ALL whose one
+// child group lists the SYM-ALL group again (a cycle), and a group for
+// SYM-CMT after the cycle.
+struct CyclicTree {
+  Entity* before;
+  Entity* cyclic;
+  Entity* inner;
+  Entity* after;
+};
+
+class SvgDepthTest : public SvgTraversalTest {
+ protected:
+  CyclicTree MakeCycle() {
+    CyclicTree tree{};
+    tree.before = Group("Symbol", "FRAME");
+    tree.cyclic = Group("Symbol", "SYM-ALL");
+    tree.inner = Group("", "", tree.cyclic);
+    tree.inner->append("Expression", tree.cyclic);
+    tree.after = Group("Symbol", "SYM-CMT");
+    return tree;
+  }
+
+  // A chain of `levels` groups below the root, the innermost of them marked
+  // for SYM-CMT; returns the innermost.
+  Entity* MakeChain(int levels) {
+    Entity* parent = root;
+    for (int i = 1; i < levels; ++i) parent = Group("", "", parent);
+    return Group("Symbol", "SYM-CMT", parent);
+  }
+};
+
+TEST_F(SvgDepthTest, CyclicExpressionListEndsTheFirstAnnotation) {
+  const CyclicTree tree = MakeCycle();
+  Traverse();
+  EXPECT_EQ(AnnotatedFrame(), Xml(tree.before));  // annotated before the walk ran out
+  // The elements on the cycle were not walked to the end: not annotated.
+  EXPECT_EQ(3u, tree.cyclic->list("Expression").size());  // metaClass, id, the inner group
+  EXPECT_EQ(1u, tree.inner->list("Expression").size());
+  // Nothing after the place where the stack ran out is visited.
+  EXPECT_EQ("<g metaClass=\"Symbol\" id=\"SYM-CMT\"/>", Xml(tree.after));
+}
+
+TEST_F(SvgDepthTest, CyclicExpressionListEndsTheReannotation) {
+  for (bool removeImages : {false, true}) {
+    const CyclicTree tree = MakeCycle();
+    Reannotate(R"([{"objID":"DIA","relInfo":1},{"objID":"BLK-ALL","relInfo":2},{"objID":"CMT","relInfo":3}])",
+               removeImages);
+    EXPECT_EQ("<g metaClass=\"Symbol\" id=\"FRAME\"><!--1--></g>", Xml(tree.before)) << removeImages;
+    EXPECT_EQ(3u, tree.cyclic->list("Expression").size()) << removeImages;
+    EXPECT_EQ("<g metaClass=\"Symbol\" id=\"SYM-CMT\"/>", Xml(tree.after)) << removeImages;
+    for (Entity* group : {tree.before, tree.cyclic, tree.after}) group->DeleteEntity(qmdll::defaultChanger);
+  }
+}
+
+TEST_F(SvgDepthTest, CyclicExpressionListEndsTheBoundaryrectRemoval) {
+  Entity* first = qmemu::AddSvgElement(*model, root, "boundaryrect");
+  const CyclicTree tree = MakeCycle();
+  Entity* last = qmemu::AddSvgElement(*model, root, "boundaryrect");
+  const std::string firstGuid = first->guid();
+  const std::string lastGuid = last->guid();
+  EXPECT_FALSE(RemoveBoundaryrectElements(root->asEntity()));
+  EXPECT_EQ(nullptr, model->find(firstGuid));  // removed before the walk ran out
+  EXPECT_EQ(last, model->find(lastGuid));      // not visited
+  EXPECT_EQ(3u, tree.cyclic->list("Expression").size());
+}
+
+TEST_F(SvgDepthTest, DeepTreeIsAnnotatedAsDeepAsTheStackHolds) {
+  Entity* innermost = MakeChain(2000);
+  if (kSanitizerFrames) {
+    // Sanitizer frames are several times the size of those of a normal
+    // build: there the walk gets a thread with a stack big enough for it.
+    ASSERT_TRUE(RunOnThreadWithStack(kHugeThreadStack, [&] { Traverse(); }));
+  } else {
+    Traverse();
+  }
+  EXPECT_EQ("CMT", qmemu::SvgAttribute(*innermost, "guid"));
+}
+
+TEST_F(SvgDepthTest, DeepTreeOnASmallStackEndsWithoutAnnotating) {
+  Entity* innermost = MakeChain(2000);
+  Entity* after = Group("Symbol", "SYM-CMT");
+  ASSERT_TRUE(RunOnThreadWithStack(kSmallStackAboveMargin, [&] {
+    Traverse();
+    Reannotate(R"([{"objID":"CMT","relInfo":3}])", true);
+    RemoveBoundaryrectElements(root->asEntity());
+  }));
+  EXPECT_EQ("<g metaClass=\"Symbol\" id=\"SYM-CMT\"/>", Xml(innermost));
+  EXPECT_EQ("<g metaClass=\"Symbol\" id=\"SYM-CMT\"/>", Xml(after));
 }
 
 }  // namespace

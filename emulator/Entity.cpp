@@ -55,6 +55,15 @@ bool SplitQuery(const std::string& query, std::string& name, std::string& argume
 
 }  // namespace
 
+bool SplitPath(const std::string& path, std::string& package, std::string& name) {
+  if (path.size() < 4 || path[0] != '@') return false;
+  std::size_t second = path.find('@', 1);
+  if (second == std::string::npos || second == 1 || second + 1 == path.size()) return false;
+  package = path.substr(1, second - 1);
+  name = path.substr(second + 1);
+  return true;
+}
+
 Entity::Entity(Model& model, std::string metaClass, std::string guid)
     : model_(model), meta_(std::move(metaClass)), guid_(std::move(guid)) {}
 
@@ -186,11 +195,7 @@ qm::Status Entity::DeleteEntity(qmdll::Changer& changer) {
 
 bool Entity::HasStereotype(const std::string& stereotypePath, int flag) {
   HostMonitor::Instance().Enter("HasStereotype", stereotypePath, flag);
-  for (Entity* instance : stereotypeInstances()) {
-    Entity* stereotype = instance->reference("InstanceOf");
-    if (stereotype != nullptr && stereotype->guid() == stereotypePath) return true;
-  }
-  return false;
+  return stereotypeInstanceAt(stereotypePath) != nullptr;
 }
 
 qm::IVelModel* Entity::GetModel() {
@@ -212,6 +217,10 @@ const std::string& Entity::value(const std::string& name) const {
   if (name == "Guid") return guid_;
   auto it = values_.find(name);
   return it == values_.end() ? Empty() : it->second;
+}
+
+bool Entity::isAt(const std::string& package, const std::string& name) const {
+  return owner_ != nullptr && this->name() == name && owner_->name() == package;
 }
 
 bool Entity::hasValue(const std::string& name) const { return name == "Guid" || values_.count(name) != 0; }
@@ -273,6 +282,16 @@ Entity* Entity::stereotypeInstanceNamed(const std::string& stereotypeName) const
   for (Entity* instance : stereotypeInstances()) {
     Entity* stereotype = instance->reference("InstanceOf");
     if (stereotype != nullptr && stereotype->name() == stereotypeName) return instance;
+  }
+  return nullptr;
+}
+
+Entity* Entity::stereotypeInstanceAt(const std::string& stereotypePath) const {
+  std::string package, name;
+  if (!SplitPath(stereotypePath, package, name)) return nullptr;
+  for (Entity* instance : stereotypeInstances()) {
+    Entity* stereotype = instance->reference("InstanceOf");
+    if (stereotype != nullptr && stereotype->isAt(package, name)) return instance;
   }
   return nullptr;
 }

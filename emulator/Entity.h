@@ -25,6 +25,10 @@ namespace qmemu {
 
 class Model;
 
+// Splits a qualified path "@Package@Name" into its two segments (the name
+// is everything after the second "@"); false for another shape.
+bool SplitPath(const std::string& path, std::string& package, std::string& name);
+
 class Entity final : public qm::IVelEntity, public qm::IVelExpression {
  public:
   // A (name, entity) pair: a reference to or from another entity.
@@ -72,6 +76,9 @@ class Entity final : public qm::IVelEntity, public qm::IVelExpression {
   bool hasValue(const std::string& name) const;
   void setValue(const std::string& name, const std::string& value);
   const std::string& name() const { return value("Name"); }
+  // True when the entity lies at the path "@" + `package` + "@" + `name`:
+  // its "Name" is `name` and its owner's "Name" is `package`.
+  bool isAt(const std::string& package, const std::string& name) const;
 
   // Single-valued references (null when unset).
   Entity* reference(const std::string& name) const;
@@ -92,8 +99,12 @@ class Entity final : public qm::IVelEntity, public qm::IVelExpression {
   // The stereotype instances applied to this entity ("HiddenStereotypeInstance").
   const std::vector<Entity*>& stereotypeInstances() const { return list("HiddenStereotypeInstance"); }
   // The applied instance of the stereotype named `stereotypeName` (its
-  // "Name"), or null.
+  // "Name"), or null. This is how the host's queries find a stereotype.
   Entity* stereotypeInstanceNamed(const std::string& stereotypeName) const;
+  // The applied instance of the stereotype at the qualified path
+  // `stereotypePath` ("@Package@Name"), or null; a GUID is no path. This is
+  // how HasStereotype and the host's own drawing find a stereotype.
+  Entity* stereotypeInstanceAt(const std::string& stereotypePath) const;
 
  private:
   friend class Model;

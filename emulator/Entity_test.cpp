@@ -220,6 +220,43 @@ TEST_F(EntityTest, HasStereotypeAgreesWithApplications) {
   EXPECT_FALSE(dep->HasStereotype("@Predefined@satisfy", 1));
 }
 
+// HasStereotype asks for the stereotype at a path: its own name and its
+// package's name, not its GUID, and not a stereotype of another package that
+// happens to have the same name.
+TEST_F(EntityTest, HasStereotypeGoesByThePathOfTheStereotype) {
+  Entity* profile = model.create("Package", "PROFILE", &model.root());
+  profile->setValue("Name", "Profile");
+  Entity* lookalike = model.create("Stereotype", "ST-LOOKALIKE", profile);
+  lookalike->setValue("Name", "automaticLineStyle");
+  Entity* styles = model.create("Package", "STYLES", &model.root());
+  styles->setValue("Name", "Styles");
+  Entity* own = model.create("Stereotype", "ST-OWN", styles);
+  own->setValue("Name", "rounded");
+  Apply(dep, "ST-LOOKALIKE");
+  Apply(blk, "ST-OWN");
+  const struct {
+    Entity* entity;
+    const char* path;
+    bool applied;
+  } rows[] = {
+      {dep, "@Profile@automaticLineStyle", true},
+      {dep, "@VELLineStyles@automaticLineStyle", false},  // same name, other package
+      {dep, "ST-LOOKALIKE", false},                       // a GUID is no path
+      {dep, "automaticLineStyle", false},
+      {blk, "@Styles@rounded", true},
+      {blk, "ST-OWN", false},
+      {blk, "@Styles@", false},
+      {blk, "@@rounded", false},
+      {blk, "", false},
+      {req, "@Styles@rounded", false},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.applied, row.entity->HasStereotype(row.path, 1)) << row.entity->guid() << " " << row.path;
+  }
+  EXPECT_EQ(dep->stereotypeInstanceAt("@Profile@automaticLineStyle"), dep->stereotypeInstances().front());
+  EXPECT_EQ(dep->stereotypeInstanceAt("@VELLineStyles@automaticLineStyle"), nullptr);
+}
+
 TEST_F(EntityTest, GetModelAnswersTheModel) { EXPECT_EQ(req->GetModel(), &model); }
 
 TEST_F(EntityTest, ExpressionEntitiesAnswerIVelExpression) {

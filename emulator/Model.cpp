@@ -33,16 +33,6 @@ const std::vector<PredefinedEntity>& PredefinedTable() {
   return table;
 }
 
-// Splits "@Package@Name" into its two segments; false for another shape.
-bool SplitPath(const std::string& path, std::string& package, std::string& name) {
-  if (path.size() < 4 || path[0] != '@') return false;
-  std::size_t second = path.find('@', 1);
-  if (second == std::string::npos || second == 1 || second + 1 == path.size()) return false;
-  package = path.substr(1, second - 1);
-  name = path.substr(second + 1);
-  return true;
-}
-
 }  // namespace
 
 const std::vector<std::string>& PredefinedPaths() {
@@ -187,8 +177,7 @@ Entity* Model::findByPath(const std::string& path) const {
   std::string package, name;
   if (!SplitPath(path, package, name)) return nullptr;
   for (const auto& entry : order_) {
-    Entity* e = entry.second;
-    if (e->owner() != nullptr && e->name() == name && e->owner()->name() == package) return e;
+    if (entry.second->isAt(package, name)) return entry.second;
   }
   return nullptr;
 }

@@ -406,7 +406,8 @@ TEST_F(ModelFileTest, StereotypeDefinedInTheModelIsAppliedByPathOrGuid) {
   qm::IVelEntity* level = model->FindEntity("B1")->QueryEntity("critical (. level .)", 0);
   ASSERT_NE(level, nullptr);
   EXPECT_EQ(Entity::From(level)->value("ValueString"), "3");
-  EXPECT_TRUE(model->FindEntity("B2")->HasStereotype("ST-CRIT", 1));
+  EXPECT_TRUE(model->FindEntity("B2")->HasStereotype("@Profile@critical", 1));
+  EXPECT_FALSE(model->FindEntity("B2")->HasStereotype("ST-CRIT", 1));  // asked by path, not by GUID
   qm::EntityList applications;
   model->FindEntity("ST-CRIT")->GetReferencingEntities("InstanceOf", applications);
   EXPECT_EQ(applications.size(), 2u);

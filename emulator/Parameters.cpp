@@ -171,10 +171,8 @@ void AgentParameter::Set(const std::string& value, StringTag) {
   p.text = value;
 }
 
-void AgentParameter::Release(AgentParameter* parameter) { delete static_cast<ParameterValue*>(parameter); }
-
 AgentParameters::~AgentParameters() {
-  for (AgentParameter* p : *this) AgentParameter::Release(p);
+  for (AgentParameter* p : *this) delete static_cast<ParameterValue*>(p);
 }
 
 bool ValidateAgentActualParameters(IVelEntity* declaration, AgentParameters& parameters, bool,

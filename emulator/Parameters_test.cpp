@@ -60,6 +60,19 @@ TEST_F(ParametersTest, EntityListParametersBindTheCallersList) {
   EXPECT_EQ(entities.size(), 1u);
 }
 
+// A lone parameter is freed through a list's destructor, the host's only
+// release operation (the sanitize build's leak check sees a parameter that
+// is not freed). Releasing calls no other host operation.
+TEST_F(ParametersTest, ReleaseFreesALoneParameterThroughTheList) {
+  qm::EntityList entities;
+  qm::AgentParameter* lone[] = {qm::AgentParameter::Create("text", qm::_String),
+                                qm::AgentParameter::Create(entities, qm::_EntityList),
+                                qm::AgentParameter::Create(nullptr, qm::_UnknownInterface)};
+  HostMonitor::Instance().Reset();
+  for (qm::AgentParameter* parameter : lone) qm::AgentParameter::Release(parameter);
+  EXPECT_EQ(HostMonitor::Instance().Count(), 0u);
+}
+
 TEST_F(ParametersTest, ValidationChecksCountAndKinds) {
   struct Row {
     const char* agent;

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "emulator/Entity.h"
 #include "emulator/HostMonitor.h"
@@ -114,6 +115,56 @@ TEST_F(PropertyEditorPageTest, LeavesTheParameterWithoutContextOrWhenItIsNoText)
   model->InvokeAgent(model->FindEntity(kPath), model->FindEntity("NO-PAGE"), number);
   EXPECT_EQ(ParameterValue::Of(*number.front()).kind, ParamKind::Integer);
   EXPECT_EQ(ParameterValue::Of(*number.front()).text, "");
+}
+
+// The parameters after the page text are checked as declared (interface,
+// then entity list): a caller that swaps them, or passes something else,
+// gets no page and a message naming the parameter.
+struct PageListRow {
+  const char* what;
+  std::vector<ParamKind> kinds;  // the first is always the text
+  const char* message;           // "" when accepted
+};
+
+TEST_F(PropertyEditorPageTest, ChecksTheKindsOfTheParametersItIsGiven) {
+  const char* const swapped =
+      "@VELExtensionManagement@GetPropertyEditorPage: parameter 2 (context) must be interface, got entity list";
+  const PageListRow rows[] = {
+      {"text alone", {ParamKind::Text}, ""},
+      {"text and interface", {ParamKind::Text, ParamKind::Interface}, ""},
+      {"as declared", {ParamKind::Text, ParamKind::Interface, ParamKind::EntityList}, ""},
+      {"interface and entity list swapped", {ParamKind::Text, ParamKind::EntityList, ParamKind::Interface}, swapped},
+      {"entity list without interface", {ParamKind::Text, ParamKind::EntityList}, swapped},
+      {"text where the interface belongs",
+       {ParamKind::Text, ParamKind::Text, ParamKind::EntityList},
+       "@VELExtensionManagement@GetPropertyEditorPage: parameter 2 (context) must be interface, got text"},
+      {"interface twice",
+       {ParamKind::Text, ParamKind::Interface, ParamKind::Interface},
+       "@VELExtensionManagement@GetPropertyEditorPage: parameter 3 (entities) must be entity list, got interface"},
+      {"a fourth parameter",
+       {ParamKind::Text, ParamKind::Interface, ParamKind::EntityList, ParamKind::Text},
+       "@VELExtensionManagement@GetPropertyEditorPage: expected 1 to 3 parameters, got 4"},
+  };
+  for (const PageListRow& row : rows) {
+    qm::EntityList list;
+    qm::AgentParameters parameters;
+    for (ParamKind kind : row.kinds) {
+      auto* p = new ParameterValue(kind);
+      if (kind == ParamKind::Text) p->text = "before";
+      if (kind == ParamKind::EntityList) p->list = &list;
+      parameters.push_back(p);
+    }
+    model->messages().Clear();
+    model->InvokeAgent(model->FindEntity(kPath), model->FindEntity("WITH-PAGE"), parameters);
+    const bool accepted = *row.message == '\0';
+    EXPECT_EQ(accepted ? "{ ControlInfo(. control = Label(. text = \"a\\tb\", 'value' = \"x\" .) .) }" : "before",
+              TextAt(parameters, 0))
+        << row.what;
+    EXPECT_EQ(accepted ? std::vector<std::string>{} : std::vector<std::string>{row.message},
+              model->messages().Messages())
+        << row.what;
+    EXPECT_TRUE(list.empty()) << row.what;
+  }
 }
 
 TEST_F(PropertyEditorPageTest, ItsWorkIsNotCountedAsHostOperations) {

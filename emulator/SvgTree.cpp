@@ -10,28 +10,78 @@ namespace {
 
 // ---- writing ----
 
-// Appends `text` escaped for an attribute value or text content. Tab, line
-// feed and carriage return become character references (so that attribute
-// values keep them); other control bytes, which XML 1.0 cannot hold at all,
-// become U+FFFD.
-void AppendEscaped(std::string& out, const std::string& text) {
-  for (char c : text) {
-    const unsigned char byte = static_cast<unsigned char>(c);
-    switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '"': out += "&quot;"; break;
-      case '\t': out += "&#9;"; break;
-      case '\n': out += "&#10;"; break;
-      case '\r': out += "&#13;"; break;
-      default:
-        if (byte < 0x20 || byte == 0x7F) {
-          out += "&#xFFFD;";
-        } else {
-          out += c;
-        }
+// The length of the character that starts at `text[at]` when it is a
+// character XML 1.0 can hold, written as well-formed UTF-8 (no overlong form,
+// no surrogate, nothing above U+10FFFF); 0 when it is not one: a control
+// byte other than tab, line feed and carriage return, DEL, U+FFFE, U+FFFF,
+// or a byte that does not begin a well-formed sequence.
+std::size_t XmlCharLength(const std::string& text, std::size_t at) {
+  const auto byte = [&text](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u; };
+  const auto continuation = [&byte](std::size_t i, unsigned low, unsigned high) {
+    return byte(i) >= low && byte(i) <= high;
+  };
+  const unsigned lead = byte(at);
+  if (lead < 0x80) return (lead >= 0x20 && lead != 0x7F) || lead == '\t' || lead == '\n' || lead == '\r' ? 1 : 0;
+  if (lead >= 0xC2 && lead <= 0xDF) return continuation(at + 1, 0x80, 0xBF) ? 2 : 0;
+  if (lead >= 0xE0 && lead <= 0xEF) {
+    const unsigned low = lead == 0xE0 ? 0xA0 : 0x80;   // no overlong form
+    const unsigned high = lead == 0xED ? 0x9F : 0xBF;  // no surrogate
+    if (!continuation(at + 1, low, high) || !continuation(at + 2, 0x80, 0xBF)) return 0;
+    // U+FFFE and U+FFFF are no XML characters.
+    if (lead == 0xEF && byte(at + 1) == 0xBF && byte(at + 2) >= 0xBE) return 0;
+    return 3;
+  }
+  if (lead >= 0xF0 && lead <= 0xF4) {
+    const unsigned low = lead == 0xF0 ? 0x90 : 0x80;   // no overlong form
+    const unsigned high = lead == 0xF4 ? 0x8F : 0xBF;  // nothing above U+10FFFF
+    return continuation(at + 1, low, high) && continuation(at + 2, 0x80, 0xBF) && continuation(at + 3, 0x80, 0xBF)
+               ? 4
+               : 0;
+  }
+  return 0;
+}
+
+// Where a text is written: escaped (attribute values and text content) or
+// as it is (the body of a comment, where references mean nothing).
+enum class XmlContext { Escaped, Comment };
+
+// Appends `text` for `context`. Each byte that does not begin a character
+// XML can hold becomes U+FFFD: the reference "&#xFFFD;" when escaped, the
+// character itself in a comment. Escaped, "& < > \"" become entity
+// references and tab, line feed and carriage return character references
+// (so that attribute values keep them); other characters, and everything in
+// a comment, are copied. A "--" in a comment is left as it is, not
+// repaired: keeping it out is the caller's job, and a malformed answer shows
+// a caller that fails at it.
+void AppendXml(std::string& out, const std::string& text, XmlContext context) {
+  const bool escaped = context == XmlContext::Escaped;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t length = XmlCharLength(text, at);
+    if (length == 0) {
+      out += escaped ? "&#xFFFD;" : "\xEF\xBF\xBD";
+      ++at;
+      continue;
     }
+    const char c = text[at];
+    const char* reference = nullptr;
+    if (escaped) {
+      switch (c) {
+        case '&': reference = "&amp;"; break;
+        case '<': reference = "&lt;"; break;
+        case '>': reference = "&gt;"; break;
+        case '"': reference = "&quot;"; break;
+        case '\t': reference = "&#9;"; break;
+        case '\n': reference = "&#10;"; break;
+        case '\r': reference = "&#13;"; break;
+        default: break;
+      }
+    }
+    if (reference != nullptr) {
+      out += reference;
+    } else {
+      out.append(text, at, length);
+    }
+    at += length;
   }
 }
 
@@ -82,7 +132,7 @@ class XmlWriter {
             out_ += ' ';
             out_ += attribute;
             out_ += "=\"";
-            AppendEscaped(out_, value);
+            AppendXml(out_, value, XmlContext::Escaped);
             out_ += '"';
           }
           break;
@@ -101,7 +151,7 @@ class XmlWriter {
     const bool textOnly = std::all_of(content.begin(), content.end(),
                                       [](const Entity* item) { return KindOf(*item) == ItemKind::Text; });
     if (textOnly) {
-      for (const Entity* item : content) AppendEscaped(out_, item->value("ValueString"));
+      for (const Entity* item : content) AppendXml(out_, item->value("ValueString"), XmlContext::Escaped);
     } else {
       LineEnd();
       for (const Entity* item : content) Content(*item, level + 1);
@@ -122,13 +172,13 @@ class XmlWriter {
       case ItemKind::CharacterData:
         Indent(level);
         out_ += "<!--";
-        out_ += CharacterDataOf(item);
+        AppendXml(out_, CharacterDataOf(item), XmlContext::Comment);
         out_ += "-->";
         LineEnd();
         return;
       case ItemKind::Text:
         Indent(level);
-        AppendEscaped(out_, item.value("ValueString"));
+        AppendXml(out_, item.value("ValueString"), XmlContext::Escaped);
         LineEnd();
         return;
       default: return;
@@ -194,10 +244,12 @@ std::vector<Point> LinePoints(const Entity& line) {
   return points;
 }
 
-// The host draws a line as a curve when its explicit line style says
-// "Bezier", or, without an explicit style, when it is a transition.
+// The host draws a line as a curve when its explicit line style (the
+// stereotype at "@VELLineStyles@automaticLineStyle", found by path, not by
+// name) says "Bezier", or, without an explicit style, when it is a
+// transition.
 bool DrawnAsCurve(const Entity& line) {
-  const Entity* style = line.stereotypeInstanceNamed("automaticLineStyle");
+  const Entity* style = line.stereotypeInstanceAt("@VELLineStyles@automaticLineStyle");
   if (style != nullptr) {
     const Entity* shape = style->argument("shape");
     return shape != nullptr && shape->isKindOf("Ident") && shape->name() == "Bezier";

@@ -47,12 +47,17 @@ std::string SvgElementName(const Entity& element);
 std::string SvgAttribute(const Entity& element, const std::string& name);
 
 // Writes the tree under `root` as XML. Attribute values and text are
-// escaped; character data becomes a comment written as it is (a text that
-// holds "--" makes a malformed comment: callers keep it out). Control bytes
-// that XML cannot hold are written as U+FFFD. Items that are none of the
-// four kinds above are skipped. `compact` writes no line breaks; otherwise
-// one item per line, indented by two blanks a level, each line ending in
-// "\n" (an element whose content is only text stays on one line).
+// escaped; character data becomes a comment whose text is written as it is
+// (a text that holds "--" or ends in "-" makes a malformed comment: callers
+// keep that out, and the writer does not hide it). Everywhere (attribute
+// values, text and comments alike) each byte that does not begin a character
+// XML can hold (a control byte other than tab, line feed and carriage return,
+// DEL, U+FFFE, U+FFFF, or invalid UTF-8) is written as U+FFFD: the reference
+// "&#xFFFD;" in values and text, the character itself in comments. Items
+// that are none of the four kinds above are skipped. `compact` writes no
+// line breaks; otherwise one item per line, indented by two blanks a level,
+// each line ending in "\n" (an element whose content is only text stays on
+// one line).
 std::string WriteSvgXml(const Entity& root, bool compact);
 
 // Builds the SVG of `diagram`, as the host's generator does, as a new

@@ -76,6 +76,58 @@ TEST_F(SvgTreeTest, WriterEscapesAttributesAndTextAndWritesCharacterDataAsCommen
             WriteSvgXml(*root, true));
 }
 
+// Bytes that XML cannot hold become U+FFFD wherever they are written: the
+// reference in attribute values and text, the character itself in comments
+// (where references mean nothing). Expected bytes by hand from UTF-8 and the
+// XML 1.0 character range.
+struct XmlBytesRow {
+  const char* what;
+  std::string in;
+  std::string escaped;  // as attribute value and as text
+  std::string comment;
+};
+
+TEST_F(SvgTreeTest, WriterReplacesWhatXmlCannotHoldInValuesTextAndComments) {
+  const std::string fffd = "\xEF\xBF\xBD";
+  const XmlBytesRow rows[] = {
+      {"plain", "abc", "abc", "abc"},
+      {"NUL", std::string("a\0b", 3), "a&#xFFFD;b", "a" + fffd + "b"},
+      {"SOH", "a\x01", "a&#xFFFD;", "a" + fffd},
+      {"unit separator", "\x1F", "&#xFFFD;", fffd},
+      {"DEL", "\x7F", "&#xFFFD;", fffd},
+      {"tab, line feed, carriage return", "\t\n\r", "&#9;&#10;&#13;", "\t\n\r"},
+      {"markup", "<&>\"", "&lt;&amp;&gt;&quot;", "<&>\""},
+      {"two-byte character", "\xC3\xA9", "\xC3\xA9", "\xC3\xA9"},
+      {"C1 control character U+0085", "\xC2\x85", "\xC2\x85", "\xC2\x85"},
+      {"three-byte character", "\xE2\x82\xAC", "\xE2\x82\xAC", "\xE2\x82\xAC"},
+      {"U+FFFD itself", fffd, fffd, fffd},
+      {"four-byte character", "\xF0\x9F\x98\x80", "\xF0\x9F\x98\x80", "\xF0\x9F\x98\x80"},
+      {"U+10FFFF", "\xF4\x8F\xBF\xBF", "\xF4\x8F\xBF\xBF", "\xF4\x8F\xBF\xBF"},
+      {"lone continuation byte", "a\x80" "b", "a&#xFFFD;b", "a" + fffd + "b"},
+      {"lead byte at the end", "a\xC3", "a&#xFFFD;", "a" + fffd},
+      {"lead byte before ASCII", "\xC3(", "&#xFFFD;(", fffd + "("},
+      {"overlong two-byte form of '/'", "\xC0\xAF", "&#xFFFD;&#xFFFD;", fffd + fffd},
+      {"overlong three-byte form", "\xE0\x80\xAF", "&#xFFFD;&#xFFFD;&#xFFFD;", fffd + fffd + fffd},
+      {"surrogate U+D800", "\xED\xA0\x80", "&#xFFFD;&#xFFFD;&#xFFFD;", fffd + fffd + fffd},
+      {"U+FFFE", "\xEF\xBF\xBE", "&#xFFFD;&#xFFFD;&#xFFFD;", fffd + fffd + fffd},
+      {"U+FFFF", "\xEF\xBF\xBF", "&#xFFFD;&#xFFFD;&#xFFFD;", fffd + fffd + fffd},
+      {"above U+10FFFF", "\xF4\x90\x80\x80", "&#xFFFD;&#xFFFD;&#xFFFD;&#xFFFD;", fffd + fffd + fffd + fffd},
+      {"byte 0xFF", "\xFF", "&#xFFFD;", fffd},
+      {"truncated four-byte form", "\xF0\x9F\x98!", "&#xFFFD;&#xFFFD;&#xFFFD;!", fffd + fffd + fffd + "!"},
+  };
+  for (const XmlBytesRow& row : rows) {
+    Entity* root = AddSvgElement(*model, nullptr, "svg");
+    AddSvgAttribute(*model, *root, "a", row.in);
+    Entity* text = AddSvgElement(*model, root, "text");
+    AddSvgText(*model, *text, row.in);
+    AddSvgCharacterData(*model, *root, row.in);
+    EXPECT_EQ("<svg a=\"" + row.escaped + "\"><text>" + row.escaped + "</text><!--" + row.comment + "--></svg>",
+              WriteSvgXml(*root, true))
+        << row.what;
+    model->destroy(root);
+  }
+}
+
 TEST_F(SvgTreeTest, ElementNamesComeFromTheIdentOrTheUnboundReference) {
   Entity* bound = AddSvgElement(*model, nullptr, "g");
   Entity* unbound = AddSvgElement(*model, nullptr, "boundaryrect", true);
@@ -128,6 +180,47 @@ TEST_F(SvgTreeTest, DiagramTreeHasSymbolsLinesAndBoundaryRectangles) {
   const Entity* lineGroup = root->list("Expression")[10];  // 5 attributes, title, background, boundaryrect, 2 symbols
   EXPECT_EQ("ref:boundaryrect", lineGroup->list("Expression").back()->value("InstanceOf"));
   EXPECT_EQ(0u, HostMonitor::Instance().Count());  // the host's own work is not counted
+}
+
+// The explicit line style is the stereotype at
+// "@VELLineStyles@automaticLineStyle", found by path as HasStereotype finds
+// it; a stereotype of the model with the same name is no line style.
+TEST(SvgTreeLineStyleTest, OnlyTheLineStyleAtItsPathDecidesTheCurve) {
+  const char* const text = R"({"root": {"guid": "ROOT", "children": [
+    {"guid": "PROFILE", "meta": "Package", "name": "Profile", "children": [
+      {"guid": "ST-LOOKALIKE", "meta": "Stereotype", "name": "automaticLineStyle"}]},
+    {"guid": "DEP", "meta": "Dependency"},
+    {"guid": "DIA", "meta": "Diagram", "name": "D", "children": [
+      {"guid": "STYLE-BEZIER", "meta": "Line", "values": {"SegmentPoints": "0 0 100 0 100 100"},
+       "refs": {"ModelElement": "DEP"},
+       "stereotypes": [{"apply": "@VELLineStyles@automaticLineStyle", "tags": {"shape": {"ident": "Bezier"}}}]},
+      {"guid": "LOOKALIKE-BEZIER", "meta": "Line", "values": {"SegmentPoints": "0 0 100 0 100 100"},
+       "refs": {"ModelElement": "DEP"},
+       "stereotypes": [{"apply": "@Profile@automaticLineStyle", "tags": {"shape": {"ident": "Bezier"}}}]},
+      {"guid": "TRANSITION-LOOKALIKE-POLYLINE", "meta": "TransitionLine",
+       "values": {"SegmentPoints": "0 0 100 0 100 100"}, "refs": {"ModelElement": "DEP"},
+       "stereotypes": [{"apply": "@Profile@automaticLineStyle", "tags": {"shape": {"ident": "Polyline"}}}]},
+      {"guid": "TRANSITION-STYLE-POLYLINE", "meta": "TransitionLine",
+       "values": {"SegmentPoints": "0 0 100 0 100 100"}, "refs": {"ModelElement": "DEP"},
+       "stereotypes": [{"apply": "@VELLineStyles@automaticLineStyle", "tags": {"shape": {"ident": "Polyline"}}}]}]}]}})";
+  std::string error;
+  std::unique_ptr<Model> model = LoadModelText(text, "styles.json", error);
+  ASSERT_NE(model, nullptr) << error;
+  const struct {
+    const char* line;
+    const char* drawing;
+  } rows[] = {{"STYLE-BEZIER", "<path "},
+              {"LOOKALIKE-BEZIER", "<polyline "},
+              {"TRANSITION-LOOKALIKE-POLYLINE", "<path "},  // no line style: a transition is a curve
+              {"TRANSITION-STYLE-POLYLINE", "<polyline "}};
+  const std::string svg = WriteSvgXml(*BuildDiagramSvg(*model, *model->find("DIA")), false);
+  for (const auto& row : rows) {
+    const std::size_t group = svg.find(std::string("id=\"") + row.line + "\"");
+    ASSERT_NE(group, std::string::npos) << row.line;
+    const std::size_t end = svg.find("</g>", group);
+    const std::size_t drawing = svg.find(row.drawing, group);
+    EXPECT_LT(drawing, end) << row.line << " should be drawn with " << row.drawing;
+  }
 }
 
 TEST_F(SvgTreeTest, DiagramFinderAnswersTheDiagramThatPresentsAnElement) {

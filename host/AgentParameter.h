@@ -1,9 +1,11 @@
 // Agent parameters: the host's actual-parameter objects and their list.
 //
-// Every operation declared here is implemented by the host; the plug-in only
-// calls them. A parameter is made with one of the `Create` overloads and is
-// owned by the `AgentParameters` list it is appended to: destroying the list
-// releases its parameters.
+// Every operation declared here is implemented by the host, except the
+// inline helpers, which are built from the others; the plug-in only calls
+// them. A parameter is made with one of the `Create` overloads and is owned
+// by the `AgentParameters` list it is appended to: destroying the list
+// releases its parameters. The list's destructor is the host's only release
+// operation.
 #ifndef HOST_AGENTPARAMETER_H_
 #define HOST_AGENTPARAMETER_H_
 
@@ -49,7 +51,11 @@ class AgentParameter {
   void Set(const char* value, StringTag tag);
   void Set(const std::string& value, StringTag tag);
 
-  // Frees a parameter that no list holds. Lists call this for their members.
+  // Frees a parameter that no list holds, through the host's one release
+  // path: it is handed to a list of its own, whose destructor releases it.
+  // Inline (defined below), so that it needs no host operation of its own.
+  // Should that list fail to take it (std::bad_alloc), the parameter is not
+  // freed and the exception passes on.
   static void Release(AgentParameter* parameter);
 
   AgentParameter(const AgentParameter&) = delete;
@@ -69,6 +75,11 @@ class AgentParameters : public std::list<AgentParameter*> {
   AgentParameters(const AgentParameters&) = delete;
   AgentParameters& operator=(const AgentParameters&) = delete;
 };
+
+inline void AgentParameter::Release(AgentParameter* parameter) {
+  AgentParameters owner;
+  owner.push_back(parameter);
+}
 
 // Checks `parameters` against the agent declaration `declaration`. On a
 // mismatch it puts a readable message into `messages` and answers false; the

@@ -1,6 +1,7 @@
 // Checks the plug-in's dynamic symbol table: it exports exactly the six
 // agents and g_strJasonText, and every symbol it needs comes from the C/C++
-// runtime or is a host operation declared in host/. It must not be linked
+// runtime or is one of the host operations that the host interface lists,
+// so that a host offering exactly those loads it. It must not be linked
 // against the emulator: the host's symbols are resolved from the process
 // that loads it.
 #include <cxxabi.h>
@@ -61,8 +62,6 @@ std::string Demangle(const std::string& name) {
   return status == 0 && text != nullptr ? std::string(text.get()) : name;
 }
 
-bool StartsWith(const std::string& text, const std::string& prefix) { return text.compare(0, prefix.size(), prefix) == 0; }
-
 // True for a symbol of the C or C++ runtime: one that a runtime library of
 // this process (libc, libm, libstdc++, libgcc, the sanitizer runtimes)
 // defines, or one of the loader's weak hooks. The emulator's own symbols do
@@ -79,15 +78,43 @@ bool IsRuntimeSymbol(const std::string& symbol) {
   return library.find("QmEmulator") == std::string::npos && library.find("OrvServer") == std::string::npos;
 }
 
-// True for a host operation declared in host/.
-bool IsHostSymbol(const std::string& symbol) {
-  const std::string name = Demangle(symbol);
-  for (const char* prefix : {"qm::AgentParameter::Create(", "qm::AgentParameter::GetString(",
-                             "qm::AgentParameter::GetInteger(", "qm::AgentParameter::GetUnknown(",
-                             "qm::AgentParameter::Set(", "qm::AgentParameter::Release(",
-                             "qm::AgentParameters::~AgentParameters(", "qm::ValidateAgentActualParameters(",
-                             "qmdll::defaultChanger"}) {
-    if (StartsWith(name, prefix)) return true;
+// The host symbols the plug-in may need: the operations of the host model
+// interface that are not virtual (the parameter operations, the list's
+// destructor, the validation, the change object) and the interface
+// identities. Virtual operations of the interfaces are reached through their
+// objects and are no symbols; the inline helpers of host/ are none either.
+// A host that offers exactly these loads the plug-in.
+const char* const kHostOperations[] = {
+    "qm::AgentParameter::Create",
+    "qm::AgentParameter::GetString",
+    "qm::AgentParameter::GetInteger",
+    "qm::AgentParameter::GetUnknown",
+    "qm::AgentParameter::Set",
+    "qm::AgentParameters::~AgentParameters",
+    "qm::ValidateAgentActualParameters",
+    "qmdll::defaultChanger",
+    "qm::IUnknown::guid",
+    "qm::IVelEntity::guid",
+    "qm::IVelModel::guid",
+    "qm::IVelModelAccess::guid",
+    "qm::IVelExpression::guid",
+    "qm::IVelMessageList::guid",
+};
+
+// The qualified name of a demangled symbol: a function's name without its
+// parameter list, or a variable's name.
+std::string QualifiedName(const std::string& demangled) { return demangled.substr(0, demangled.find('(')); }
+
+// True for a symbol that names something of the host's namespaces.
+bool IsInHostNamespace(const std::string& demangled) {
+  return demangled.find("qm::") != std::string::npos || demangled.find("qmdll::") != std::string::npos;
+}
+
+// True when the demangled symbol names one of the host operations above.
+bool IsHostOperation(const std::string& demangled) {
+  const std::string name = QualifiedName(demangled);
+  for (const char* operation : kHostOperations) {
+    if (name == operation) return true;
   }
   return false;
 }
@@ -108,11 +135,44 @@ TEST(PluginSymbols, NeedsOnlyTheRuntimeAndTheHost) {
   EXPECT_FALSE(undefined.empty());
   bool usesHost = false;
   for (const std::string& symbol : undefined) {
-    bool host = IsHostSymbol(symbol);
+    const std::string name = Demangle(symbol);
+    const bool host = IsHostOperation(name);
     usesHost = usesHost || host;
-    EXPECT_TRUE(host || IsRuntimeSymbol(symbol)) << symbol << " = " << Demangle(symbol);
+    if (IsInHostNamespace(name)) {
+      EXPECT_TRUE(host) << "not an operation of the host interface: " << name;
+    } else {
+      EXPECT_TRUE(IsRuntimeSymbol(symbol)) << symbol << " = " << name;
+    }
   }
   EXPECT_TRUE(usesHost) << "the plug-in should call the host";
+}
+
+// The table above is exact: a name outside the host's operations, such as
+// a helper for releasing one parameter, is refused.
+struct HostNameRow {
+  const char* demangled;
+  bool allowed;
+};
+
+TEST(PluginSymbols, OnlyTheListedHostOperationsCount) {
+  const HostNameRow rows[] = {
+      {"qm::AgentParameter::Create(char const*, qm::StringTag)", true},
+      {"qm::AgentParameter::Set(char const*, qm::StringTag)", true},
+      {"qm::AgentParameter::GetString() const", true},
+      {"qm::AgentParameters::~AgentParameters()", true},
+      {"qm::ValidateAgentActualParameters(qm::IVelEntity*, qm::AgentParameters&, bool, qm::IVelMessageList*)", true},
+      {"qmdll::defaultChanger", true},
+      {"qm::IVelEntity::guid", true},
+      {"qm::AgentParameter::Release(qm::AgentParameter*)", false},
+      {"qm::AgentParameters::AgentParameters()", false},
+      {"qm::AgentParameter::CreateList(char const*)", false},
+      {"qmdll::otherChanger", false},
+      {"qm::IVelEntity::guidance", false},
+  };
+  for (const HostNameRow& row : rows) {
+    EXPECT_EQ(row.allowed, IsHostOperation(row.demangled)) << row.demangled;
+    EXPECT_TRUE(IsInHostNamespace(row.demangled)) << row.demangled;
+  }
 }
 
 TEST(PluginSymbols, IsNotLinkedAgainstTheEmulator) {

@@ -14,7 +14,13 @@ std::string ExecutableDirectory() {
   return slash == 0 ? "/" : self.substr(0, slash);
 }
 
-std::string DefaultPluginPath() { return ExecutableDirectory() + "/libOrvServer.so"; }
+std::string DefaultPluginPath() {
+  const std::string directory = ExecutableDirectory();
+  const std::string beside = directory + "/libOrvServer.so";
+  const std::string installed = directory + "/" ORV_PLUGIN_DIR_FROM_BINDIR "/libOrvServer.so";
+  // Neither there: name the build tree's place in the loader's message.
+  return access(beside.c_str(), F_OK) != 0 && access(installed.c_str(), F_OK) == 0 ? installed : beside;
+}
 
 std::string DefaultWebDirectory() { return ExecutableDirectory() + "/../share/orvserver/web"; }
 

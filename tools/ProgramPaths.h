@@ -11,7 +11,9 @@ namespace orvtool {
 // when it cannot be read.
 std::string ExecutableDirectory();
 
-// The plug-in beside the executable: <directory>/libOrvServer.so.
+// The plug-in beside the executable (<directory>/libOrvServer.so, the build
+// tree), else in the plug-in directory relative to it (an install:
+// <prefix>/bin/../lib/<multiarch>/orvserver/libOrvServer.so).
 std::string DefaultPluginPath();
 
 // The browser client's files: <directory>/../share/orvserver/web.

@@ -13,11 +13,13 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "emulator/ModelFile.h"
 #include "emulator/Session.h"
 #include "tools/Explorer.h"
+#include "tools/ParameterText.h"
 #include "tools/ProgramPaths.h"
 #include "tools/Serve.h"
 
@@ -35,11 +37,15 @@ const char kUsage[] =
     "AGENT is a plug-in agent name (GetNativeLinkInformation, ...) or the path\n"
     "of a host agent (@VELExtensionManagement@GetImageIndex).\n"
     "\n"
+    "A PARAMETER @FILE stands for the bytes of FILE, @- for those of standard\n"
+    "input, and @@TEXT for the text @TEXT.\n"
+    "\n"
     "options:\n"
     "  --context ENTITY   GUID or path (@Package@Name) of the entity the agent\n"
     "                     runs on; default: the model's root\n"
     "  --plugin PATH      the plug-in to load; default: libOrvServer.so in the\n"
-    "                     directory of orv-host\n"
+    "                     directory of orv-host, else in the installed plug-in\n"
+    "                     directory (" ORV_PLUGIN_DIR_FROM_BINDIR " from it)\n"
     "  --timeout SECONDS  time limit of the agent call (default 10, 0 = none);\n"
     "                     an agent that does not return in time ends orv-host\n"
     "  --print N          print only the text of parameter N, byte for byte\n"
@@ -50,6 +56,7 @@ const char kUsage[] =
     "                     fills it: GetModelViewChildNodes on the root, then on\n"
     "                     every node that has children; AGENT is not needed then\n"
     "  --help             this text\n"
+    "  --version          the version of orv-host\n"
     "\n"
     "exit status: 0 done; 1 usage; 2 model or plug-in could not be loaded;\n"
     "3 unknown agent or entity, or an exception escaped the agent;\n"
@@ -83,6 +90,9 @@ int ParseOptions(int argc, char** argv, Options& options) {
     };
     if (arg == "--help" || arg == "-h") {
       std::cout << kUsage;
+      return 0;
+    } else if (arg == "--version") {
+      std::cout << "orv-host " ORV_VERSION "\n";
       return 0;
     } else if (arg == "--tree") {
       options.tree = true;
@@ -121,7 +131,15 @@ int ParseOptions(int argc, char** argv, Options& options) {
   if (positional.size() < 2) return Usage("expected a model file and an agent name");
   options.model = positional[0];
   options.agent = positional[1];
-  options.parameters.assign(positional.begin() + 2, positional.end());
+  orvtool::ParameterTextReader reader(STDIN_FILENO);
+  for (std::size_t i = 2; i < positional.size(); ++i) {
+    std::string text, error;
+    if (!reader.Read(positional[i], text, error)) {
+      std::cerr << "orv-host: parameter " << (i - 1) << ": " << error << "\n";
+      return 1;
+    }
+    options.parameters.push_back(std::move(text));
+  }
   if (options.plugin.empty()) options.plugin = DefaultPlugin();
   return -1;
 }

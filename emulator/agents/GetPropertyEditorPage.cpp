@@ -4,7 +4,10 @@
 //
 // Parameters: 1 text (out: the page), 2 interface, 3 entity list. Only the
 // first is used; the others may be absent, so that a caller can hand on a
-// list holding the text parameter alone.
+// list holding the text parameter alone. Those that are there must be of
+// these kinds, in this order: a list of another shape (two parameters
+// swapped, a text where the interface belongs, a fourth parameter) is
+// refused with a message in the model's messages, and nothing is written.
 //
 // The page is the entity's "PropertyPage" value. An entity without one gets
 // a generated page with a single edit box showing its name:
@@ -12,12 +15,20 @@
 // where the name is written as a ControlInfo string (double quotes and
 // backslashes escaped, every other byte as it is).
 #include <string>
+#include <vector>
 
-#include "emulator/Entity.h"
-#include "emulator/HostAgents.h"
-#include "emulator/Parameters.h"
+#include "emulator/HostAgentCall.h"
 
 namespace {
+
+const char kPath[] = "@VELExtensionManagement@GetPropertyEditorPage";
+
+const std::vector<qmemu::FormalParameter>& Formals() {
+  static const std::vector<qmemu::FormalParameter> formals = {{"page", qmemu::ParamKind::Text, false},
+                                                              {"context", qmemu::ParamKind::Interface, true},
+                                                              {"entities", qmemu::ParamKind::EntityList, true}};
+  return formals;
+}
 
 // `text` as the contents of a double-quoted ControlInfo string.
 std::string QuoteForPage(const std::string& text) {
@@ -37,17 +48,10 @@ std::string PageOf(const qmemu::Entity& entity) {
 }
 
 void GetPropertyEditorPage(qmemu::HostAgentCall& call) {
-  qm::AgentParameter* page = qmemu::ParameterAt(call.parameters, 0);
-  if (call.context == nullptr || page == nullptr) return;
-  if (qmemu::ParameterValue::Of(*page).kind != qmemu::ParamKind::Text) return;
+  if (!qmemu::AcceptCall(call, kPath, Formals()) || call.context == nullptr) return;
   qmemu::SetTextAt(call.parameters, 0, PageOf(*call.context));
 }
 
-const qmemu::HostAgentRegistration kRegistration{
-    "@VELExtensionManagement@GetPropertyEditorPage",
-    {{"page", qmemu::ParamKind::Text, false},
-     {"context", qmemu::ParamKind::Interface, true},
-     {"entities", qmemu::ParamKind::EntityList, true}},
-    GetPropertyEditorPage};
+const qmemu::HostAgentRegistration kRegistration{kPath, Formals(), GetPropertyEditorPage};
 
 }  // namespace

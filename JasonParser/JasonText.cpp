@@ -1,3 +1,0 @@
-#include "JasonParser/JasonText.h"
-
-std::string g_strJasonText;
