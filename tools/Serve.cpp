@@ -166,6 +166,7 @@ int RunServe(int argc, char** argv) {
     server.set_payload_max_length(static_cast<std::size_t>(options.maxBody));
     server.set_keep_alive_timeout(2);  // bounds how long a stop waits for idle connections
     server.set_keep_alive_max_count(1000);
+    server.set_tcp_nodelay(true);  // answers leave at once, not after the peer's delayed ack
     // Enough workers for a few browser tabs and a load test; agent calls
     // still run one at a time.
     server.new_task_queue = [] { return new httplib::ThreadPool(16); };
