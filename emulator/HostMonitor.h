@@ -8,8 +8,10 @@
 // CreateEntity fail. Work the emulator does on its own behalf (host agents,
 // the model-file loader) is not counted.
 //
-// The monitor is process-wide, as the host is; tests call Reset() between
-// cases. Not thread-safe: the host runs one agent at a time.
+// There is one monitor per thread, which sees the host operations made on
+// that thread (the host runs an agent, and the agent the host agents it
+// calls, on the calling thread). Tests call Reset() between cases. A monitor
+// is never shared between threads, so it needs no lock.
 #ifndef EMULATOR_HOSTMONITOR_H_
 #define EMULATOR_HOSTMONITOR_H_
 
@@ -36,7 +38,7 @@ class CallLimitExceeded : public std::runtime_error {
 
 class HostMonitor {
  public:
-  // The process-wide monitor.
+  // The calling thread's monitor.
   static HostMonitor& Instance();
 
   // Records one call of `operation` (a string literal), with `argument` in
