@@ -249,4 +249,25 @@ TEST_F(ExpressionParserTest, AFailingParseCanBeInjected) {
   EXPECT_TRUE(entities.empty());
 }
 
+TEST_F(ExpressionParserTest, DiscardingParsedExpressionsFreesOnlyThoseStillUnattached) {
+  const std::size_t before = model.entities().size();
+  qm::EntityList kept, dropped;
+  model.ParseExpressionText("{ EditBox(. text = \"a\" .) }", kept, "Expression");
+  model.ParseExpressionText("Label(..)", dropped, "Expression");
+  model.ParseExpressionText("1 +", dropped, "Expression");  // appends nothing
+  ASSERT_EQ(kept.size(), 1u);
+  ASSERT_EQ(dropped.size(), 1u);
+  Entity* attached = Entity::From(kept.front());
+  model.root().addArgument("kept", attached);  // now owned by the model's tree: not the host's to drop
+  const std::size_t afterParsing = model.entities().size();
+  std::string droppedGuid = Entity::From(dropped.front())->guid();
+  EXPECT_EQ(model.discardParsedExpressions(), 1u);
+  EXPECT_EQ(model.find(droppedGuid), nullptr);
+  EXPECT_EQ(model.find(attached->guid()), attached);
+  EXPECT_LT(model.entities().size(), afterParsing);
+  EXPECT_GT(model.entities().size(), before);  // the attached list and the control kinds stay
+  EXPECT_NE(model.find("@ControlKinds@Label"), nullptr);
+  EXPECT_EQ(model.discardParsedExpressions(), 0u);  // forgotten once discarded
+}
+
 }  // namespace

@@ -48,6 +48,7 @@ void HostMonitor::Check(const char* operation) {
   if (limitTotal_ != 0 && total_ > limitTotal_) {
     throw CallLimitExceeded(std::string("host call limit reached at ") + operation);
   }
+  if (budgetSet_) CheckBudget(operation);
   if (failAtTotal_ != 0 && total_ == failAtTotal_) {
     failAtTotal_ = 0;
     throw InjectedFault(std::string("injected fault in ") + operation);
@@ -56,6 +57,33 @@ void HostMonitor::Check(const char* operation) {
     failOperationAt_ = 0;
     throw InjectedFault(std::string("injected fault in ") + operation);
   }
+}
+
+void HostMonitor::CheckBudget(const char* operation) {
+  if (budgetExhausted_) {
+    if (total_ > graceEnd_) throw BudgetExceeded(std::string("agent call stopped again at ") + operation);
+    return;
+  }
+  bool overOperations = budgetTotal_ != 0 && total_ > budgetTotal_;
+  if (!overOperations && Clock::now() < budgetDeadline_) return;
+  budgetExhausted_ = true;
+  graceEnd_ = total_ + kBudgetGrace;
+  throw BudgetExceeded(std::string(overOperations ? "host operation budget spent at " : "deadline passed at ") +
+                       operation);
+}
+
+void HostMonitor::SetBudget(Clock::time_point deadline, std::uint64_t maxOperations) {
+  budgetSet_ = true;
+  budgetDeadline_ = deadline;
+  budgetTotal_ = maxOperations == 0 ? 0 : total_ + maxOperations;
+  budgetExhausted_ = false;
+  graceEnd_ = 0;
+}
+
+void HostMonitor::ClearBudget() {
+  budgetSet_ = false;
+  budgetDeadline_ = Clock::time_point::max();
+  budgetTotal_ = 0;
 }
 
 void HostMonitor::Reset() {
@@ -71,6 +99,9 @@ void HostMonitor::Reset() {
   creations_ = 0;
   failCreationAt_ = 0;
   failCreationsAfter_ = false;
+  ClearBudget();
+  budgetExhausted_ = false;
+  graceEnd_ = 0;
 }
 
 std::uint64_t HostMonitor::Count(std::string_view operation) const {

@@ -5,16 +5,19 @@
 // validation) reports itself here first. Tests read which operations were
 // called and how often, make the N-th operation throw, cap the number of
 // operations (so that an agent that never returns is stopped), and make
-// CreateEntity fail. Work the emulator does on its own behalf (host agents,
+// CreateEntity fail. A server gives every agent call a budget (a deadline
+// and a number of operations) in the same way. Work the emulator does on its own behalf (host agents,
 // the model-file loader) is not counted.
 //
 // There is one monitor per thread, which sees the host operations made on
 // that thread (the host runs an agent, and the agent the host agents it
-// calls, on the calling thread). Tests call Reset() between cases. A monitor
-// is never shared between threads, so it needs no lock.
+// calls, on the calling thread); a fault, limit or budget set on a thread
+// applies to the calls made on that thread. Tests call Reset() between
+// cases. A monitor is never shared between threads, so it needs no lock.
 #ifndef EMULATOR_HOSTMONITOR_H_
 #define EMULATOR_HOSTMONITOR_H_
 
+#include <chrono>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -34,6 +37,13 @@ class InjectedFault : public std::runtime_error {
 class CallLimitExceeded : public std::runtime_error {
  public:
   explicit CallLimitExceeded(const std::string& what) : std::runtime_error(what) {}
+};
+
+// Thrown by a host operation once the budget of the running agent call is
+// spent (see HostMonitor::SetBudget).
+class BudgetExceeded : public std::runtime_error {
+ public:
+  explicit BudgetExceeded(const std::string& what) : std::runtime_error(what) {}
 };
 
 class HostMonitor {
@@ -81,9 +91,27 @@ class HostMonitor {
   // Asked by CreateEntity: true when this creation must fail.
   bool CreationFails();
 
+  // Operations an agent may still make after BudgetExceeded was thrown, so
+  // that its own catch-all can end the call as its failure rules say
+  // (writing its error message is a host operation too).
+  static constexpr std::uint64_t kBudgetGrace = 1000;
+  using Clock = std::chrono::steady_clock;
+  // Gives the agent call about to start a budget: the first operation made
+  // at or after `deadline`, or beyond `maxOperations` more operations,
+  // throws BudgetExceeded; kBudgetGrace operations later every further one
+  // throws again, so that an agent that swallows the exception and goes on
+  // is stopped as well. Clock::time_point::max() means no deadline, 0 no
+  // operation limit. Replaces an earlier budget and its exhaustion.
+  void SetBudget(Clock::time_point deadline, std::uint64_t maxOperations);
+  // Removes the budget (BudgetExhausted() stays as it was).
+  void ClearBudget();
+  // True when BudgetExceeded has been thrown since the last SetBudget.
+  bool BudgetExhausted() const { return budgetExhausted_; }
+
  private:
   HostMonitor() = default;
   void Check(const char* operation);
+  void CheckBudget(const char* operation);
 
   std::uint64_t total_ = 0;
   std::unordered_map<std::string_view, std::uint64_t> counts_;
@@ -98,6 +126,12 @@ class HostMonitor {
   std::uint64_t creations_ = 0;
   std::uint64_t failCreationAt_ = 0;
   bool failCreationsAfter_ = false;
+
+  bool budgetSet_ = false;
+  Clock::time_point budgetDeadline_ = Clock::time_point::max();
+  std::uint64_t budgetTotal_ = 0;  // absolute call number after which the budget is spent, 0 = none
+  bool budgetExhausted_ = false;
+  std::uint64_t graceEnd_ = 0;  // absolute call number after which all throw again
 };
 
 }  // namespace qmemu

@@ -95,5 +95,49 @@ TEST_F(HostMonitorTest, FlagLoggingAddsTheHostFlagToOperationsThatTakeOne) {
   EXPECT_EQ(monitor.Log(), (std::vector<std::string>{"HasStereotype(@Predefined@trace)"}));
 }
 
+TEST_F(HostMonitorTest, OperationBudgetThrowsOnceThenGivesAGraceThenThrowsForGood) {
+  monitor.SetBudget(HostMonitor::Clock::time_point::max(), 3);
+  for (int i = 0; i < 3; ++i) EXPECT_NO_THROW(model.root().GetOwner());
+  EXPECT_FALSE(monitor.BudgetExhausted());
+  EXPECT_THROW(model.root().GetOwner(), BudgetExceeded);
+  EXPECT_TRUE(monitor.BudgetExhausted());
+  // The agent's own failure path may still reach the host.
+  for (std::uint64_t i = 0; i < HostMonitor::kBudgetGrace; ++i) EXPECT_NO_THROW(model.root().GetOwner());
+  EXPECT_THROW(model.root().GetOwner(), BudgetExceeded);
+  EXPECT_THROW(model.FindEntity("ROOT"), BudgetExceeded);
+  monitor.ClearBudget();
+  EXPECT_NO_THROW(model.FindEntity("ROOT"));
+  EXPECT_TRUE(monitor.BudgetExhausted());  // until the next budget
+}
+
+TEST_F(HostMonitorTest, DeadlineStopsTheNextOperation) {
+  monitor.SetBudget(HostMonitor::Clock::now() + std::chrono::hours(1), 0);
+  for (int i = 0; i < 100; ++i) EXPECT_NO_THROW(model.root().GetOwner());
+  monitor.SetBudget(HostMonitor::Clock::now() - std::chrono::seconds(1), 0);
+  EXPECT_FALSE(monitor.BudgetExhausted());
+  EXPECT_THROW(model.root().GetOwner(), BudgetExceeded);
+  EXPECT_TRUE(monitor.BudgetExhausted());
+}
+
+TEST_F(HostMonitorTest, ANewBudgetForgetsTheSpentOne) {
+  monitor.SetBudget(HostMonitor::Clock::time_point::max(), 1);
+  EXPECT_NO_THROW(model.root().GetOwner());
+  EXPECT_THROW(model.root().GetOwner(), BudgetExceeded);
+  monitor.SetBudget(HostMonitor::Clock::time_point::max(), 2);
+  EXPECT_FALSE(monitor.BudgetExhausted());
+  EXPECT_NO_THROW(model.root().GetOwner());
+  EXPECT_NO_THROW(model.root().GetOwner());
+  EXPECT_THROW(model.root().GetOwner(), BudgetExceeded);
+}
+
+TEST_F(HostMonitorTest, NoBudgetMeansNoLimit) {
+  monitor.SetBudget(HostMonitor::Clock::time_point::max(), 0);
+  for (int i = 0; i < 10000; ++i) ASSERT_NO_THROW(model.root().GetOwner());
+  EXPECT_FALSE(monitor.BudgetExhausted());
+  monitor.SetBudget(HostMonitor::Clock::time_point::max(), 1);
+  monitor.Reset();
+  for (int i = 0; i < 10; ++i) EXPECT_NO_THROW(model.root().GetOwner());
+}
+
 }  // namespace
 }  // namespace qmemu

@@ -100,7 +100,11 @@ qm::IVelEntity* Model::CreateEntity(const std::string& metaClass) {
 qm::Status Model::ParseExpressionText(const std::string& text, qm::EntityList& entities,
                                       const std::string& metaClass) {
   HostMonitor::Instance().Enter("ParseExpressionText", text);
+  std::size_t before = entities.size();
   ParseHostExpression(*this, text, entities, metaClass);
+  for (auto it = std::next(entities.begin(), static_cast<std::ptrdiff_t>(before)); it != entities.end(); ++it) {
+    parsed_.push_back(Entity::From(*it));
+  }
   return 0;
 }
 
@@ -281,6 +285,21 @@ void Model::destroy(Entity* entity) {
     }
   }
   // `held` frees the subtree here.
+}
+
+std::size_t Model::discardParsedExpressions() {
+  std::size_t destroyed = 0;
+  for (const Entity* expression : parsed_) {
+    for (const auto& held : unattached_) {
+      if (held.get() == expression) {
+        destroy(held.get());
+        ++destroyed;
+        break;
+      }
+    }
+  }
+  parsed_.clear();
+  return destroyed;
 }
 
 std::vector<Entity*> Model::entities() const {

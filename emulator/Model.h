@@ -73,6 +73,12 @@ class Model final : public qm::IVelModel {
   Entity* create(const std::string& metaClass, const std::string& guid = "", Entity* owner = nullptr);
   // Removes `entity` and its owned subtree, and every reference to them.
   void destroy(Entity* entity);
+  // Destroys the expressions that ParseExpressionText made and that are
+  // still unattached (held by the model), as the host drops an agent's
+  // parse results once the agent has returned. Expressions that were
+  // attached or destroyed meanwhile are left alone. Returns how many it
+  // destroyed.
+  std::size_t discardParsedExpressions();
   // Every entity of the model, the predefined library first, in creation order.
   std::vector<Entity*> entities() const;
 
@@ -99,6 +105,7 @@ class Model final : public qm::IVelModel {
   std::unique_ptr<Entity> root_;
   std::vector<std::unique_ptr<Entity>> library_;  // predefined packages (no owner)
   std::vector<std::unique_ptr<Entity>> unattached_;
+  std::vector<const Entity*> parsed_;  // made by ParseExpressionText; compared, never dereferenced
   std::unordered_map<std::string, Entity*> byGuid_;
   std::map<unsigned long, Entity*> order_;  // by creation number
   unsigned long nextGuid_ = 1;

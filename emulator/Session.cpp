@@ -31,15 +31,23 @@ std::unique_ptr<Session> Session::Open(const std::string& modelPath, const std::
   return std::unique_ptr<Session>(new Session(std::move(model), std::move(plugin)));
 }
 
+Entity* Session::FindDeclaration(const std::string& agent) const {
+  Entity* declaration = model_->find(AgentPath(agent));
+  return declaration != nullptr && declaration->meta() == "AgentDeclaration" ? declaration : nullptr;
+}
+
+Entity* Session::FindContext(const std::string& context) const {
+  return context.empty() ? &model_->root() : model_->find(context);
+}
+
 bool Session::Run(const std::string& agent, const std::string& context, const std::vector<std::string>& texts,
                   AgentRun& run, std::string& error) {
-  const std::string path = AgentPath(agent);
-  Entity* declaration = model_->find(path);
-  if (declaration == nullptr || declaration->meta() != "AgentDeclaration") {
-    error = "unknown agent '" + agent + "': the model declares no agent " + path;
+  Entity* declaration = FindDeclaration(agent);
+  if (declaration == nullptr) {
+    error = "unknown agent '" + agent + "': the model declares no agent " + AgentPath(agent);
     return false;
   }
-  Entity* target = context.empty() ? &model_->root() : model_->find(context);
+  Entity* target = FindContext(context);
   if (target == nullptr) {
     error = "unknown entity '" + context + "': no entity has this GUID or path";
     return false;

@@ -44,6 +44,13 @@ class Session {
   bool Run(const std::string& agent, const std::string& context, const std::vector<std::string>& texts,
            AgentRun& run, std::string& error);
 
+  // The declaration that Run uses for `agent`, or null when the model
+  // declares no agent of that name or path.
+  Entity* FindDeclaration(const std::string& agent) const;
+  // The entity Run uses as context for `context` (GUID or path; "" = the
+  // model's root), or null when there is none.
+  Entity* FindContext(const std::string& context) const;
+
  private:
   std::unique_ptr<Plugin> plugin_;  // declared first: unloaded after the model is gone
   std::unique_ptr<Model> model_;

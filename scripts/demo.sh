@@ -75,3 +75,55 @@ else
 fi
 echo "The valve's symbol, as the client sees it after its JSON named the valve:"
 sed -n '/id="SYM-SVG-VALVE"/,/^  <\/g>/p' build/demo/DIA-LINKS-client.svg
+
+section "The browser client: orv-host serve and a screenshot (build/demo/client.png)"
+# Waits (ten seconds at most) for the server to print its URL into the log
+# file $1, and answers the URL; nothing when the server did not come up.
+server_url() {
+  for _ in $(seq 100); do
+    if grep -q 'http://127\.0\.0\.1:[0-9]*/' "$1"; then
+      grep -o 'http://127\.0\.0\.1:[0-9]*/' "$1" | head -n 1
+      return
+    fi
+    kill -0 "$2" 2>/dev/null || return 0
+    sleep 0.1
+  done
+}
+serve_status=0
+"$host" serve --help >/dev/null 2>&1 || serve_status=$?
+if [ "$serve_status" -ne 0 ]; then
+  echo "This orv-host was built without its HTTP server."
+elif ! command -v chromium >/dev/null; then
+  echo "No chromium here, so no screenshot (bash scripts/install-deps.sh installs it)."
+else
+  log=$(mktemp)
+  "$host" serve "$model" --port 0 >"$log" 2>&1 &
+  server=$!
+  url=$(server_url "$log" "$server")
+  if [ -n "$url" ]; then
+    profile=$(mktemp -d)
+    rm -f build/demo/client.png
+    # The virtual time budget lets the client finish its calls before the shot.
+    chromium --headless --no-sandbox --disable-gpu --disable-quic --no-first-run \
+      --disable-background-networking --disable-component-update --disable-sync \
+      --user-data-dir="$profile" --window-size=1400,860 --virtual-time-budget=10000 \
+      --screenshot="$PWD/build/demo/client.png" "${url}#/element/BLK-VALVE/diagram/DIA-LINKS" \
+      >/dev/null 2>&1 || true
+    rm -rf "$profile"
+    if [ -s build/demo/client.png ]; then
+      echo "Wrote build/demo/client.png: the diagram \"Valve links\" with the valve selected"
+    else
+      echo "chromium wrote no screenshot"
+    fi
+  else
+    echo "The server did not start:"
+    cat "$log"
+  fi
+  kill "$server" 2>/dev/null || true
+  wait "$server" 2>/dev/null || true
+  rm -f "$log"
+fi
+echo
+echo "To browse the model, start the server (Ctrl+C stops it):"
+echo "  build/default/bin/orv-host serve examples/model.json"
+echo "and open http://127.0.0.1:8080/ in a browser."

@@ -20,11 +20,14 @@
 #include "emulator/Session.h"
 #include "tools/Explorer.h"
 #include "tools/ParameterText.h"
+#include "tools/ProgramPaths.h"
+#include "tools/Serve.h"
 
 namespace {
 
 const char kUsage[] =
     "usage: orv-host [options] MODEL AGENT [PARAMETER...]\n"
+    "       orv-host serve MODEL [options]   (see orv-host serve --help)\n"
     "\n"
     "Loads the model file MODEL and the plug-in, runs AGENT on an entity of the\n"
     "model with one text parameter per PARAMETER, and prints every parameter\n"
@@ -41,7 +44,8 @@ const char kUsage[] =
     "  --context ENTITY   GUID or path (@Package@Name) of the entity the agent\n"
     "                     runs on; default: the model's root\n"
     "  --plugin PATH      the plug-in to load; default: libOrvServer.so in the\n"
-    "                     directory of orv-host\n"
+    "                     directory of orv-host, else in the installed plug-in\n"
+    "                     directory (" ORV_PLUGIN_DIR_FROM_BINDIR " from it)\n"
     "  --timeout SECONDS  time limit of the agent call (default 10, 0 = none);\n"
     "                     an agent that does not return in time ends orv-host\n"
     "  --print N          print only the text of parameter N, byte for byte\n"
@@ -52,6 +56,7 @@ const char kUsage[] =
     "                     fills it: GetModelViewChildNodes on the root, then on\n"
     "                     every node that has children; AGENT is not needed then\n"
     "  --help             this text\n"
+    "  --version          the version of orv-host\n"
     "\n"
     "exit status: 0 done; 1 usage; 2 model or plug-in could not be loaded;\n"
     "3 unknown agent or entity, or an exception escaped the agent;\n"
@@ -66,14 +71,7 @@ struct Options {
   bool explore = false;
 };
 
-std::string DefaultPlugin() {
-  char buffer[4096];
-  ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
-  if (n <= 0) return "libOrvServer.so";
-  std::string self(buffer, static_cast<std::size_t>(n));
-  std::size_t slash = self.rfind('/');
-  return (slash == std::string::npos ? std::string(".") : self.substr(0, slash)) + "/libOrvServer.so";
-}
+std::string DefaultPlugin() { return orvtool::DefaultPluginPath(); }
 
 int Usage(const std::string& problem) {
   std::cerr << "orv-host: " << problem << "\n(see orv-host --help)\n";
@@ -92,6 +90,9 @@ int ParseOptions(int argc, char** argv, Options& options) {
     };
     if (arg == "--help" || arg == "-h") {
       std::cout << kUsage;
+      return 0;
+    } else if (arg == "--version") {
+      std::cout << "orv-host " ORV_VERSION "\n";
       return 0;
     } else if (arg == "--tree") {
       options.tree = true;
@@ -207,6 +208,7 @@ void PrintTree(qmemu::Model& model) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc > 1 && std::string(argv[1]) == "serve") return orvtool::RunServe(argc - 1, argv + 1);
   Options options;
   int status = ParseOptions(argc, argv, options);
   if (status >= 0) return status;

@@ -1,0 +1,78 @@
+// The host side of the server: runs the plug-in's agents on the one loaded
+// model, one call at a time, each with a deadline and a host-operation
+// budget, and sorts what happened into outcomes that the HTTP layer maps to
+// statuses.
+#ifndef TOOLS_AGENTSERVICE_H_
+#define TOOLS_AGENTSERVICE_H_
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "emulator/Session.h"
+
+namespace orvtool {
+
+// What every agent call may spend before the host stops it.
+struct CallLimits {
+  double seconds = 10;                         // wall-clock deadline; 0 = none
+  std::uint64_t maxOperations = 100'000'000;  // host operations; 0 = no limit
+};
+
+enum class CallOutcome {
+  kDone,           // the agent returned; `run` holds its parameters
+  kUnknownAgent,   // no plug-in agent of that name is declared
+  kUnknownEntity,  // the context or a GUID the caller named is no entity
+  kRefused,        // the host refused the parameters; `run.messages` says why
+  kAgentError,     // the agent wrote a message into its error parameter
+  kCutOff,         // the call spent its budget and was stopped from the host
+  kEscaped,        // an exception left the agent (a broken agent)
+};
+
+struct CallResult {
+  CallOutcome outcome = CallOutcome::kDone;
+  qmemu::AgentRun run;          // filled for every outcome in which the agent ran
+  std::string error;            // a sentence for every outcome but kDone
+  std::uint64_t hostOperations = 0;  // host operations the agent made
+  double milliseconds = 0;           // time inside the agent (not waiting for the lock)
+};
+
+// One request of an agent call.
+struct CallRequest {
+  std::string agent;    // a plug-in agent name; host agent paths ("@...") are refused
+  std::string context;  // GUID or path of the context entity; "" = the model's root
+  std::vector<std::string> parameters;  // one text parameter each
+  // GUIDs, handed in the parameters, that must name entities of the model;
+  // when one does not, the agent is not run (kUnknownEntity).
+  std::vector<std::string> entities;
+};
+
+class AgentService {
+ public:
+  // Uses `session` (not owned; it must outlive the service) for every call.
+  AgentService(qmemu::Session& session, CallLimits limits) : session_(session), limits_(limits) {}
+
+  // Runs the call under the service's lock, as the host runs agents: one at
+  // a time. Safe to call from many threads; a call waits for the one before
+  // it, which its budget bounds. Never throws for anything the agent does.
+  CallResult Call(const CallRequest& request);
+
+  const CallLimits& limits() const { return limits_; }
+
+ private:
+  CallResult CallLocked(const CallRequest& request);
+  void Classify(const CallRequest& request, bool ran, const std::string& runError, CallResult& result) const;
+
+  qmemu::Session& session_;
+  const CallLimits limits_;
+  std::mutex mutex_;
+};
+
+// The 1-based position of `agent`'s error parameter (the one into which it
+// writes its failure messages), or 0 when it has none.
+std::size_t ErrorParameterPosition(const std::string& agent);
+
+}  // namespace orvtool
+
+#endif  // TOOLS_AGENTSERVICE_H_

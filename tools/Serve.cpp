@@ -1,0 +1,200 @@
+#include "tools/Serve.h"
+
+#include <httplib.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "emulator/Session.h"
+#include "tools/AgentService.h"
+#include "tools/HttpRoutes.h"
+#include "tools/ProgramPaths.h"
+#include "tools/StaticFiles.h"
+
+namespace orvtool {
+namespace {
+
+const char kUsage[] =
+    "usage: orv-host serve MODEL [options]\n"
+    "\n"
+    "Loads the model file MODEL and the plug-in once and serves the browser\n"
+    "client and its HTTP API (docs/http-api.md) until SIGINT or SIGTERM.\n"
+    "Agents run one at a time, as in the host.\n"
+    "\n"
+    "options:\n"
+    "  --bind ADDR              address to listen on (default 127.0.0.1; 0.0.0.0\n"
+    "                           or :: for every interface)\n"
+    "  --port N                 port (default 8080; 0 picks a free one)\n"
+    "  --plugin PATH            the plug-in (default: libOrvServer.so beside orv-host)\n"
+    "  --timeout SECONDS        deadline of each agent call (default 10, 0 = none)\n"
+    "  --max-operations N       host operations an agent call may make (default\n"
+    "                           100000000, 0 = no limit)\n"
+    "  --max-body BYTES         largest request body (default 16777216)\n"
+    "  --web DIR                the client's files (default: share/orvserver/web\n"
+    "                           beside the directory of orv-host)\n"
+    "  --help                   this text\n"
+    "\n"
+    "It prints one line with its URL once it listens. A call that outlives its\n"
+    "deadline or operation budget is stopped from its next host operation and\n"
+    "answered with status 504.\n";
+
+struct ServeOptions {
+  std::string model, bind = "127.0.0.1", plugin, web;
+  long port = 8080;
+  long maxBody = 16L * 1024 * 1024;
+  CallLimits limits;
+};
+
+int Usage(const std::string& problem) {
+  std::cerr << "orv-host serve: " << problem << "\n(see orv-host serve --help)\n";
+  return 1;
+}
+
+// Reads a whole number from min to max; false when `text` is anything else.
+bool ParseNumber(const std::string& text, double min, double max, double& number) {
+  char* end = nullptr;
+  number = std::strtod(text.c_str(), &end);
+  return !text.empty() && end != nullptr && *end == '\0' && number >= min && number <= max;
+}
+
+// Returns -1 to go on, else the exit status.
+int ParseServeOptions(int argc, char** argv, ServeOptions& options) {
+  for (int i = 1; i < argc; ++i) {
+    std::string arg = argv[i];
+    if (arg == "--help" || arg == "-h") {
+      std::cout << kUsage;
+      return 0;
+    }
+    if (arg.rfind("--", 0) != 0) {
+      if (!options.model.empty()) return Usage("unexpected argument '" + arg + "'");
+      options.model = arg;
+      continue;
+    }
+    if (i + 1 >= argc) return Usage(arg + " needs a value");
+    std::string value = argv[++i];
+    double number = 0;
+    if (arg == "--bind") {
+      options.bind = value;
+    } else if (arg == "--plugin") {
+      options.plugin = value;
+    } else if (arg == "--web") {
+      options.web = value;
+    } else if (arg == "--port") {
+      if (!ParseNumber(value, 0, 65535, number) || number != static_cast<long>(number)) {
+        return Usage("--port expects a whole number from 0 to 65535, got '" + value + "'");
+      }
+      options.port = static_cast<long>(number);
+    } else if (arg == "--timeout") {
+      if (!ParseNumber(value, 0, 1e6, number)) return Usage("--timeout expects seconds from 0 to 1000000, got '" + value + "'");
+      options.limits.seconds = number;
+    } else if (arg == "--max-operations") {
+      if (!ParseNumber(value, 0, 1e15, number) || number != static_cast<double>(static_cast<std::uint64_t>(number))) {
+        return Usage("--max-operations expects a whole number, got '" + value + "'");
+      }
+      options.limits.maxOperations = static_cast<std::uint64_t>(number);
+    } else if (arg == "--max-body") {
+      if (!ParseNumber(value, 1, 1e10, number) || number != static_cast<long>(number)) {
+        return Usage("--max-body expects a whole number of bytes, got '" + value + "'");
+      }
+      options.maxBody = static_cast<long>(number);
+    } else {
+      return Usage("unknown option " + arg);
+    }
+  }
+  if (options.model.empty()) return Usage("expected a model file");
+  if (options.plugin.empty()) options.plugin = DefaultPluginPath();
+  return -1;
+}
+
+// The URL that clients use for the bound address.
+std::string UrlOf(const std::string& bind, int port) {
+  bool ipv6 = bind.find(':') != std::string::npos;
+  std::string host = ipv6 ? "[" + bind + "]" : bind;
+  return "http://" + host + ":" + std::to_string(port) + "/";
+}
+
+// Opens the web directory: the one asked for must exist; the default one
+// may be missing (the API still works; no client is served).
+bool OpenWeb(const ServeOptions& options, StaticFiles& files) {
+  std::string error;
+  if (!options.web.empty()) {
+    if (files.Open(options.web, error)) return true;
+    std::cerr << "orv-host serve: " << error << "\n";
+    return false;
+  }
+  if (!files.Open(DefaultWebDirectory(), error)) {
+    std::cerr << "orv-host serve: no client files (" << error << "); serving the API only\n";
+  }
+  return true;
+}
+
+}  // namespace
+
+int RunServe(int argc, char** argv) {
+  ServeOptions options;
+  int status = ParseServeOptions(argc, argv, options);
+  if (status >= 0) return status;
+
+  std::string error;
+  std::unique_ptr<qmemu::Session> session = qmemu::Session::Open(options.model, options.plugin, error);
+  if (session == nullptr) {
+    std::cerr << "orv-host serve: " << error << "\n";
+    return 2;
+  }
+  StaticFiles files;
+  if (!OpenWeb(options, files)) return 2;
+  AgentService agents(*session, options.limits);
+
+  // The signals are taken by one thread of their own: blocked here, before
+  // any thread starts, so that every thread inherits the mask.
+  sigset_t stopSignals;
+  sigemptyset(&stopSignals);
+  sigaddset(&stopSignals, SIGINT);
+  sigaddset(&stopSignals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+
+  int port = 0;
+  {
+    httplib::Server server;
+    InstallRoutes(server, agents, files);
+    server.set_payload_max_length(static_cast<std::size_t>(options.maxBody));
+    server.set_keep_alive_timeout(2);  // bounds how long a stop waits for idle connections
+    // Enough workers for a few browser tabs and a load test; agent calls
+    // still run one at a time.
+    server.new_task_queue = [] { return new httplib::ThreadPool(16); };
+    if (options.port == 0) {
+      port = server.bind_to_any_port(options.bind);
+    } else if (server.bind_to_port(options.bind, static_cast<int>(options.port))) {
+      port = static_cast<int>(options.port);
+    }
+    if (port <= 0) {
+      std::cerr << "orv-host serve: cannot listen on " << options.bind << " port " << options.port << "\n";
+      return 2;
+    }
+    std::cout << "orv-host: serving " << options.model << " at " << UrlOf(options.bind, port) << std::endl;
+
+    std::thread stopper([&] {
+      int signal = 0;
+      sigwait(&stopSignals, &signal);
+      server.stop();
+    });
+    bool listened = server.listen_after_bind();
+    if (!listened) kill(getpid(), SIGTERM);  // wakes the stopper
+    stopper.join();
+    if (!listened) {
+      std::cerr << "orv-host serve: the server stopped on an error\n";
+      return 2;
+    }
+  }
+  session.reset();  // the model is freed, then the plug-in unloaded
+  std::cerr << "orv-host serve: stopped\n";
+  return 0;
+}
+
+}  // namespace orvtool

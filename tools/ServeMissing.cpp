@@ -1,0 +1,13 @@
+// Builds without the HTTP library (the i386 build) have no server.
+#include <iostream>
+
+#include "tools/Serve.h"
+
+namespace orvtool {
+
+int RunServe(int, char**) {
+  std::cerr << "orv-host: serve is not built in this build\n";
+  return 6;
+}
+
+}  // namespace orvtool
