@@ -90,7 +90,10 @@ TEST(ConcurrentAgentsE2eTest, FourThreadsOnTheirOwnModelsAnswerAsOneThreadDoes) 
   for (const auto& session : sessions) EXPECT_EQ(session->plugin()->Find("GetNativeLinkInformation"), agent);
 
   std::vector<std::vector<std::string>> expected;
-  for (const Call& call : Calls()) expected.push_back(Answer(*sessions[0], call));
+  for (const Call& call : Calls()) {
+    expected.push_back(Answer(*sessions[0], call));
+    ASSERT_EQ(expected.back().size(), call.texts.size()) << call.agent << ": " << expected.back().back();
+  }
   // Sanity of the reference: each call wrote a real answer.
   EXPECT_NE(expected[0][1].find("ORV_OUTGOING_HYPERLINKS"), std::string::npos) << expected[0][1];
   EXPECT_NE(expected[1][2].find("\"metaguid\" : \"MM-ALARMS\""), std::string::npos) << expected[1][2];
