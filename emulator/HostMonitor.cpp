@@ -3,8 +3,10 @@
 namespace qmemu {
 
 HostMonitor& HostMonitor::Instance() {
-  static HostMonitor* monitor = new HostMonitor();  // never destroyed: used until exit
-  return *monitor;
+  // One per thread: a test that runs separate models on separate threads
+  // must not have them count into, or fail through, one shared monitor.
+  static thread_local HostMonitor monitor;
+  return monitor;
 }
 
 void HostMonitor::Enter(const char* operation) {

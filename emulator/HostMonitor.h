@@ -9,8 +9,11 @@
 // and a number of operations) in the same way. Work the emulator does on its own behalf (host agents,
 // the model-file loader) is not counted.
 //
-// The monitor is process-wide, as the host is; tests call Reset() between
-// cases. Not thread-safe: the host runs one agent at a time.
+// There is one monitor per thread, which sees the host operations made on
+// that thread (the host runs an agent, and the agent the host agents it
+// calls, on the calling thread); a fault, limit or budget set on a thread
+// applies to the calls made on that thread. Tests call Reset() between
+// cases. A monitor is never shared between threads, so it needs no lock.
 #ifndef EMULATOR_HOSTMONITOR_H_
 #define EMULATOR_HOSTMONITOR_H_
 
@@ -45,7 +48,7 @@ class BudgetExceeded : public std::runtime_error {
 
 class HostMonitor {
  public:
-  // The process-wide monitor.
+  // The calling thread's monitor.
   static HostMonitor& Instance();
 
   // Records one call of `operation` (a string literal), with `argument` in

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, then builds and runs every test in the default,
-# sanitize and m32 builds, and gives every fuzz target a short smoke run.
+# sanitize, m32 and tsan builds, and gives every fuzz target a short smoke
+# run.
 #   FUZZ_SECONDS   seconds per fuzz target (default 30; 0 skips the fuzz runs)
 #   JOBS           parallel build jobs (default: the number of cores)
 set -euo pipefail
@@ -8,10 +9,16 @@ cd "$(dirname "$0")/.."
 
 bash scripts/install-deps.sh all
 jobs=${JOBS:-$(nproc)}
+# The four builds compile the same sources; ccache, where it is installed,
+# lets a second run reuse the first one's objects.
+if command -v ccache >/dev/null; then
+  export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR=$PWD
+fi
+presets=(default sanitize m32 tsan)
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 
-for preset in default sanitize m32; do
+for preset in "${presets[@]}"; do
   echo "=== $preset build"
   cmake --preset "$preset" >/dev/null
   cmake --build --preset "$preset" -j "$jobs"
@@ -59,6 +66,6 @@ while read -r line; do
   fi
 done <"$log"
 # A ctest run that printed no summary (it crashed or found no tests) fails too.
-[ "$runs" -eq 3 ] || failed=$((failed + 1))
+[ "$runs" -eq ${#presets[@]} ] || failed=$((failed + 1))
 echo "total: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]

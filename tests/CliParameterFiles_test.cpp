@@ -108,7 +108,8 @@ TEST(CliParameterFiles, FiftyMebibyteClientJsonReachesTheSvgAgent) {
   const std::size_t kNoteSize = 50u * 1024 * 1024;
   std::string note(kNoteSize, 'n');
   ScratchFile client(R"([{"objID": "BLK-VALVE", "relInfo": {"note": ")" + note + R"("}}])");
-  auto r = RunHost("--context DIA-LINKS --print 2 examples/model.json GenerateSVGWithAnnotations @" +
+  // A generous time limit: the test is about size, and sanitizer builds are slow.
+  auto r = RunHost("--timeout 300 --context DIA-LINKS --print 2 examples/model.json GenerateSVGWithAnnotations @" +
                    client.path() + " ''");
   ASSERT_EQ(r.status, 0) << r.err.substr(0, 400);
   const std::string comment = "<!--{\"note\": \"" + note + "\"}-->";
