@@ -68,6 +68,10 @@ class ServeTest : public ::testing::Test {
     port_ = server_->Port();
   }
   static void TearDownTestSuite() {
+    // After every test's requests it still stops cleanly (and, in the
+    // sanitizer builds, with no report: those make the exit status non-zero).
+    server_->Signal(SIGTERM);
+    EXPECT_EQ(server_->WaitForExit(30), 0) << server_->Stderr();
     delete server_;
     server_ = nullptr;
     std::system(("rm -rf '" + base_ + "'").c_str());
@@ -367,14 +371,13 @@ TEST_F(ServeTest, AgentMessagesAndRefusalsAre422) {
 }
 
 TEST_F(ServeTest, AWalkThatNeverEndsIs504AndTheServerGoesOn) {
-  auto started = std::chrono::steady_clock::now();
   auto stuck = std::async(std::launch::async, [] { return Client().Get("/api/elements/PAGE-INCOMPLETE/page"); });
   // While the agent runs, files are served without waiting for it.
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   auto file = Client().Get("/app.js");
   ASSERT_TRUE(file);
   EXPECT_EQ(file->status, 200);
-  EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(2));
+  EXPECT_EQ(stuck.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
   // An agent request waits for the stopped call, then runs.
   auto links = Client().Get("/api/elements/BLK-STATION/links");
   ASSERT_TRUE(links);
@@ -435,7 +438,7 @@ TEST(ServeDefaults, BindsLoopbackOnlyAndServesTheBundledClient) {
 }
 
 TEST(ServeDefaults, SigtermMidRequestExitsCleanly) {
-  ServerProcess server({kModel, "--port", "0", "--timeout", "2"});
+  ServerProcess server({kModel, "--port", "0", "--timeout", "3"});
   int port = server.Port();
   ASSERT_NE(port, 0) << server.Stderr();
   auto stuck = std::async(std::launch::async, [port] {
@@ -443,7 +446,7 @@ TEST(ServeDefaults, SigtermMidRequestExitsCleanly) {
     client.set_read_timeout(30);
     return client.Get("/api/elements/PAGE-INCOMPLETE/page");
   });
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  std::this_thread::sleep_for(std::chrono::milliseconds(1000));  // well inside the agent call
   server.Signal(SIGTERM);
   // The request under way is answered (stopped by its budget), then the
   // server exits: plug-in unloaded, model freed, status 0.
