@@ -40,11 +40,14 @@ void Unpoison(void* p, std::size_t bytes) {
 
 constexpr std::size_t kGranule = 8;
 constexpr std::size_t kMaxPooled = 128;
-constexpr std::size_t kClasses = kMaxPooled / kGranule + 1;
-// Chunks are aligned to their size, so a slot's chunk is found by masking
-// the slot's address.
 constexpr std::size_t kChunkBytes = 32 * 1024;
 constexpr std::size_t kHeaderBytes = 32;
+// Every slot starts with the address of its chunk, written when the slot is
+// first carved out; the object follows it. (Aligning chunks to their size
+// and masking the address instead would need aligned allocations, which
+// cost glibc far more than the extra word.)
+constexpr std::size_t kPrefixBytes = kGranule;
+constexpr std::size_t kClasses = (kMaxPooled + kPrefixBytes) / kGranule + 1;
 // Added to a chunk's count while it is current (see Chunk::count); far above
 // any number of slots, so the count cannot reach zero while it is added.
 constexpr std::uint32_t kHold = 1u << 31;
@@ -82,16 +85,16 @@ struct ThreadChunks {
 
 thread_local ThreadChunks t_chunks;
 
-std::size_t ClassOf(std::size_t size) { return (size + kGranule - 1) / kGranule; }
+// The class of an object of `size` bytes; its slot, prefix included, has
+// ClassOf(size) * kGranule bytes.
+std::size_t ClassOf(std::size_t size) { return (size + kPrefixBytes + kGranule - 1) / kGranule; }
 
-Chunk* ChunkOf(void* p) {
-  return reinterpret_cast<Chunk*>(reinterpret_cast<std::uintptr_t>(p) & ~(std::uintptr_t{kChunkBytes} - 1));
-}
+Chunk*& PrefixOf(void* object) { return *reinterpret_cast<Chunk**>(static_cast<char*>(object) - kPrefixBytes); }
 
 char* BytesOf(Chunk* chunk) { return reinterpret_cast<char*>(chunk); }
 
 Chunk* NewChunk() {
-  void* memory = ::operator new(kChunkBytes, std::align_val_t{kChunkBytes});
+  void* memory = ::operator new(kChunkBytes);
   Chunk* chunk = new (memory) Chunk{{kHold}, 0, 0, kHeaderBytes, nullptr};
   Poison(BytesOf(chunk) + kHeaderBytes, kChunkBytes - kHeaderBytes);
   ++t_chunks.balance;
@@ -102,7 +105,7 @@ void DeleteChunk(Chunk* chunk) noexcept {
   --t_chunks.balance;
   Unpoison(BytesOf(chunk), kChunkBytes);
   chunk->~Chunk();
-  ::operator delete(static_cast<void*>(chunk), std::align_val_t{kChunkBytes});
+  ::operator delete(static_cast<void*>(chunk));
 }
 
 // The owner lets go of its current chunk: from now on `count` is the number
@@ -134,12 +137,14 @@ void* JasonPoolAllocate(std::size_t size) {
   void* p;
   if (chunk->freeList != nullptr) {
     p = chunk->freeList;
-    Unpoison(p, slot);
+    Unpoison(p, slot - kPrefixBytes);
     chunk->freeList = chunk->freeList->next;
   } else {
-    p = BytesOf(chunk) + chunk->bumpOffset;
+    char* carved = BytesOf(chunk) + chunk->bumpOffset;
     chunk->bumpOffset += static_cast<std::uint32_t>(slot);
-    Unpoison(p, slot);
+    Unpoison(carved, slot);
+    p = carved + kPrefixBytes;
+    PrefixOf(p) = chunk;
   }
   ++chunk->handedOut;
   return p;
@@ -153,13 +158,13 @@ void JasonPoolFree(void* p, std::size_t size) noexcept {
   }
   const std::size_t index = ClassOf(size);
   const std::size_t slot = index * kGranule;
-  Chunk* chunk = ChunkOf(p);
+  Chunk* chunk = PrefixOf(p);
   Chunk*& current = t_chunks.current[index];
   if (chunk == current) {
     FreeSlot* freed = static_cast<FreeSlot*>(p);
     freed->next = chunk->freeList;
     chunk->freeList = freed;
-    Poison(p, slot);
+    Poison(p, slot - kPrefixBytes);
     ++chunk->ownerFrees;
     // Empty when the owner's balance equals the frees made elsewhere.
     const std::uint32_t elsewhere = kHold - chunk->count.load(std::memory_order_acquire);
@@ -169,7 +174,7 @@ void JasonPoolFree(void* p, std::size_t size) noexcept {
     }
     return;
   }
-  Poison(p, slot);
+  Poison(p, slot - kPrefixBytes);
   if (chunk->count.fetch_sub(1, std::memory_order_acq_rel) == 1) DeleteChunk(chunk);
 }
 
