@@ -7,7 +7,8 @@
 // all freed together soon after, so a general-purpose allocator call for
 // each would be much of the cost of parsing. The pool hands out fixed-size
 // slots (sizes in steps of 8 bytes, up to 128 bytes; larger requests go to
-// the global operator new) from 32 KiB chunks.
+// the global operator new) from 32 KiB chunks. Each slot starts with the
+// address of its chunk.
 //
 // Memory belongs to the objects that use it, not to the library:
 // - Each thread fills chunks of its own, one current chunk per size; a full
@@ -18,11 +19,12 @@
 //   frees it. So once every node and token a thread made is freed, the pool
 //   holds nothing for that thread.
 // - Freeing on another thread than the one that allocated is safe. In that
-//   case only, an emptied chunk that is still its thread's current chunk is
-//   kept until that thread allocates a slot of the same size again; were the
-//   thread to end first, that chunk (at most one per size) would stay
-//   allocated. The library builds and deletes every tree within one call on
-//   one thread, so this does not arise there.
+//   case only, a chunk emptied by another thread while it is still its
+//   thread's current chunk stays with that thread, which goes on using it
+//   and gives it back once it is full or the thread's own slots in it are
+//   freed again; were the thread to end first, that chunk (at most one per
+//   size) would stay allocated. The library builds and deletes every tree
+//   within one call on one thread, so this does not arise there.
 //
 // In AddressSanitizer builds the same code runs; free slots and the unused
 // part of a chunk are poisoned, so a use of a freed node or token is
