@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <future>
 #include <new>
 #include <string>
 #include <thread>
@@ -184,25 +185,29 @@ TEST(JasonMemory, TwoThreadsBuildAndParseAtOnce) {
 }
 
 TEST(JasonMemory, NodesFreedOnAnotherThreadGoBackToTheirChunks) {
-  // A thread builds trees that this thread deletes while the builder goes
-  // on building; once the builder has freed its own last node, the chunks
+  // A thread builds trees that this thread deletes, then goes on building
+  // and deleting its own; once it has freed its own last node, the chunks
   // of both threads are given back.
   const long start = JasonPoolChunkBalanceOfThisThread();
   std::vector<CJasonTreeObject*> handed(2000, nullptr);
+  std::promise<void> built;
+  std::promise<void> deleted;
   long builderBalance = -1;
   std::thread builder([&] {
     for (CJasonTreeObject*& tree : handed) tree = BuildAnswer("handed over to another thread");
-    EXPECT_EQ(BuildAndParse("meanwhile", 100), 0);
-  });
-  builder.join();
-  for (CJasonTreeObject* tree : handed) delete tree;
-  std::thread builderAgain([&] {
-    EXPECT_EQ(BuildAndParse("again", 10), 0);
+    built.set_value();
+    deleted.get_future().wait();
+    EXPECT_EQ(BuildAndParse("afterwards", 10), 0);
     builderBalance = JasonPoolChunkBalanceOfThisThread();
   });
-  builderAgain.join();
-  EXPECT_EQ(builderBalance, 0);
-  EXPECT_LE(JasonPoolChunkBalanceOfThisThread(), start);
+  built.get_future().wait();
+  for (CJasonTreeObject* tree : handed) delete tree;
+  const long deleterBalance = JasonPoolChunkBalanceOfThisThread() - start;
+  deleted.set_value();
+  builder.join();
+  // Full chunks were given back here, the builder's current ones there.
+  EXPECT_LT(deleterBalance, 0);
+  EXPECT_EQ(builderBalance + deleterBalance, 0);
 }
 
 TEST(JasonMemory, EncoderCapacityStaysProportional) {
