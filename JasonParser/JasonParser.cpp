@@ -23,7 +23,7 @@ Leaf* MakeLeaf(const CJasonToken* token) {
 using Tokens = std::vector<CJasonToken*>;
 
 // The token at `index`, or null when `index` is outside `tokens`.
-const CJasonToken* TokenIn(const Tokens& tokens, int index) {
+CJasonToken* TokenIn(const Tokens& tokens, int index) {
   if (index < 0 || static_cast<std::size_t>(index) >= tokens.size()) return nullptr;
   return tokens[static_cast<std::size_t>(index)];
 }
@@ -81,7 +81,7 @@ CJasonParser::~CJasonParser() {
 }
 
 CJasonToken* CJasonParser::TokenAt(int index) const {
-  return const_cast<CJasonToken*>(TokenIn(tokens, index));
+  return TokenIn(tokens, index);
 }
 
 bool CJasonParser::IsKind(int index, CJasonToken::TokenKind kind) const {
