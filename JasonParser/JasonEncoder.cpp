@@ -117,7 +117,8 @@ class BufferedOutput {
 };
 
 // The same interface as BufferedOutput, counting the bytes instead of
-// writing them.
+// writing them. Strings are counted without their escapes (see PutQuoted):
+// the total is a lower bound of the text, exact unless it has escapes.
 class ByteCounter {
  public:
   void Put(const char*, std::size_t count) { total_ += count; }
@@ -169,6 +170,13 @@ void PutQuoted(Output& out, const std::string& text) {
   }
   out.Put(data + runStart, size - runStart);
   out.Put('"');
+}
+
+// Counting needs no scan of the bytes: escapes (a few bytes, rare in the
+// library's texts) are left to the reservation's margin.
+template <>
+void PutQuoted<ByteCounter>(ByteCounter& out, const std::string& text) {
+  out.Put(text.data(), text.size() + 2);
 }
 
 // Writes a string, number or constant node without indentation.
@@ -322,12 +330,12 @@ class Encoder {
 };
 
 // Appends the text of `node` to `out`: counts it first and makes room for
-// it, growing the string at least geometrically so that repeated appends
-// stay linear, then writes it.
+// it (with an eighth more for escapes), growing the string at least
+// geometrically so that repeated appends stay linear, then writes it.
 void Encode(std::string& out, const CJasonTreeNode* node, bool compact, int level) {
   ByteCounter counter;
   Encoder<ByteCounter>(counter).Run(node, compact, level);
-  const std::size_t needed = out.size() + counter.total();
+  const std::size_t needed = out.size() + counter.total() + counter.total() / 8;
   if (needed > out.capacity()) out.reserve(needed > 2 * out.size() ? needed : 2 * out.size());
   BufferedOutput writer(out);
   Encoder<BufferedOutput>(writer).Run(node, compact, level);
