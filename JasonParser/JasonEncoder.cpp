@@ -9,9 +9,10 @@
 // kilobytes at a time.
 //
 // The layout is written once, as a walk over an output sink. The walk runs
-// twice: first over a sink that only counts bytes, so that the output string
-// is reserved once for exactly what is appended (repeated growth of a large
-// string costs more than the counting walk), then over the buffered writer.
+// twice: first over a sink that only counts bytes (all but the escapes), so
+// that the output string is reserved once for what is appended (repeated
+// growth of a large string costs more than the counting walk), then over the
+// buffered writer.
 
 #include <cstdint>
 #include <cstring>
