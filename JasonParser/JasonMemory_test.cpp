@@ -6,8 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#include <condition_variable>
 #include <cstdio>
+#include <deque>
 #include <future>
+#include <mutex>
 #include <new>
 #include <string>
 #include <thread>
@@ -208,6 +211,52 @@ TEST(JasonMemory, NodesFreedOnAnotherThreadGoBackToTheirChunks) {
   // Full chunks were given back here, the builder's current ones there.
   EXPECT_LT(deleterBalance, 0);
   EXPECT_EQ(builderBalance + deleterBalance, 0);
+}
+
+TEST(JasonMemory, TreesDeletedOnAnotherThreadWhileTheBuilderGoesOn) {
+  // The builder allocates from its current chunks while this thread frees
+  // slots of the same chunks; at the end the builder frees its own last
+  // node, and the chunks of both threads are given back.
+  const long start = JasonPoolChunkBalanceOfThisThread();
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::deque<CJasonTreeObject*> queue;
+  bool done = false;
+  std::promise<void> drained;
+  long builderBalance = -1;
+  std::thread builder([&] {
+    for (int i = 0; i < 20000; ++i) {
+      CJasonTreeObject* tree = BuildAnswer("built here, deleted there");
+      std::lock_guard<std::mutex> lock(mutex);
+      queue.push_back(tree);
+      changed.notify_one();
+    }
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      done = true;
+      changed.notify_one();
+    }
+    drained.get_future().wait();
+    EXPECT_EQ(BuildAndParse("afterwards", 10), 0);
+    builderBalance = JasonPoolChunkBalanceOfThisThread();
+  });
+  int deleted = 0;
+  for (;;) {
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait(lock, [&] { return done || !queue.empty(); });
+    if (queue.empty()) break;
+    CJasonTreeObject* tree = queue.front();
+    queue.pop_front();
+    lock.unlock();
+    std::string text;
+    tree->EncodeToString(text, true, 0);
+    if (text == AnswerText("built here, deleted there")) ++deleted;
+    delete tree;
+  }
+  drained.set_value();
+  builder.join();
+  EXPECT_EQ(deleted, 20000);
+  EXPECT_EQ(builderBalance + (JasonPoolChunkBalanceOfThisThread() - start), 0);
 }
 
 TEST(JasonMemory, EncoderCapacityStaysProportional) {
