@@ -7,6 +7,12 @@
 // The many small fragments (quotes, separators, short texts) are gathered in
 // a fixed buffer on the stack and appended to the output string a few
 // kilobytes at a time.
+//
+// The layout is written once, as a walk over an output sink. The walk runs
+// twice: first over a sink that only counts bytes (all but the escapes), so
+// that the output string is reserved once for what is appended (repeated
+// growth of a large string costs more than the counting walk), then over the
+// buffered writer.
 
 #include <cstdint>
 #include <cstring>
@@ -111,9 +117,28 @@ class BufferedOutput {
   char buffer_[kCapacity];
 };
 
+// The same interface as BufferedOutput, counting the bytes instead of
+// writing them. Strings are counted without their escapes (see PutQuoted):
+// the total is a lower bound of the text, exact unless it has escapes.
+class ByteCounter {
+ public:
+  void Put(const char*, std::size_t count) { total_ += count; }
+  void Put(char) { ++total_; }
+  void Put(const std::string& text) { total_ += text.size(); }
+  void Blanks(std::size_t count) { total_ += count; }
+  void LineBreak(bool comma, std::size_t blanks) { total_ += (comma ? 4 : 2) + blanks; }
+  void Flush() {}
+
+  std::size_t total() const { return total_; }
+
+ private:
+  std::size_t total_ = 0;
+};
+
 // Writes `text` between double quotes, escaping bytes below 0x20, the double
 // quote and the backslash. Runs of bytes that need no escape go in one piece.
-void PutQuoted(BufferedOutput& out, const std::string& text) {
+template <typename Output>
+void PutQuoted(Output& out, const std::string& text) {
   static const char kHex[] = "0123456789ABCDEF";
   out.Put('"');
   const char* data = text.data();
@@ -148,8 +173,16 @@ void PutQuoted(BufferedOutput& out, const std::string& text) {
   out.Put('"');
 }
 
+// Counting needs no scan of the bytes: escapes (a few bytes, rare in the
+// library's texts) are left to the reservation's margin.
+template <>
+void PutQuoted<ByteCounter>(ByteCounter& out, const std::string& text) {
+  out.Put(text.data(), text.size() + 2);
+}
+
 // Writes a string, number or constant node without indentation.
-void PutLeafText(BufferedOutput& out, const CJasonTreeNode* node) {
+template <typename Output>
+void PutLeafText(Output& out, const CJasonTreeNode* node) {
   switch (node->kind) {
     case NodeKind::String:
       PutQuoted(out, static_cast<const CJasonTreeString*>(node)->text);
@@ -166,114 +199,9 @@ void PutLeafText(BufferedOutput& out, const CJasonTreeNode* node) {
 }
 
 // Pretty layout: ", " if `comma`, then a line end and the blanks of `level`.
-void PutBreak(BufferedOutput& out, bool comma, int level) { out.LineBreak(comma, Indent(level)); }
-
-// The bytes of a leaf's text, without escapes.
-std::size_t LeafSize(const CJasonTreeNode* node) {
-  switch (node->kind) {
-    case NodeKind::String:
-      return static_cast<const CJasonTreeString*>(node)->text.size() + 2;
-    case NodeKind::Number:
-      return static_cast<const CJasonTreeNumber*>(node)->text.size();
-    case NodeKind::Const:
-      return static_cast<const CJasonTreeConst*>(node)->text.size();
-    default:
-      return 0;
-  }
-}
-
-// A container whose members the size estimate is walking.
-struct EstimateFrame {
-  const CJasonTreeNode* node;
-  int level;
-  std::list<CJasonTreePair*>::const_iterator nextPair;
-  std::list<CJasonTreeValue*>::const_iterator nextValue;
-};
-
-// Nodes the size estimate visits before it extrapolates.
-constexpr std::size_t kEstimateSample = 4096;
-// The largest extrapolated estimate: a guess must never make the reservation
-// itself fail; texts beyond it grow the string as usual.
-constexpr double kMaxGuess = 64.0 * 1024 * 1024;
-
-// About the number of bytes the text of `top` takes (escapes are not
-// counted). Reserving the output at once saves the copies and, above all,
-// the fresh pages of repeated string growth; pretty text, mostly
-// indentation, is several times the size of the data. The walk goes in
-// document order; for a large parsed tree it stops after kEstimateSample
-// nodes and scales the bytes so far by the share of the source text they
-// cover (with a margin: reserved but untouched memory costs little, a second
-// growth costs a copy).
-std::size_t EstimateSize(const CJasonTreeNode* top, bool compact, int topLevel) {
-  // Line end before members, closing brackets and a pair's container value.
-  const std::size_t lineEnd = compact ? 0 : 2;
-  auto indent = [compact](int level) { return compact ? 0 : Indent(level); };
-  while (top != nullptr && top->kind == NodeKind::Root) {
-    top = static_cast<const CJasonTreeRoot*>(top)->value;
-  }
-  if (top == nullptr) return 0;
-  std::size_t total = 0;
-  if (top->kind == NodeKind::Pair) {
-    const auto* pair = static_cast<const CJasonTreePair*>(top);
-    if (pair->name == nullptr || pair->value == nullptr) return 0;
-    total += indent(topLevel) + pair->name->text.size() + 5 + lineEnd;
-    topLevel = IsContainer(pair->value->kind) ? Deeper(topLevel) : 0;
-    top = pair->value;
-  }
-  if (!IsContainer(top->kind)) return total + indent(topLevel) + LeafSize(top);
-
-  const long long span = static_cast<long long>(top->end) - top->start;
-  std::size_t visited = 0;
-  std::vector<EstimateFrame> open;
-  auto enter = [&](const CJasonTreeNode* node, int level) {
-    ++visited;
-    if (!IsContainer(node->kind)) {
-      total += indent(level) + LeafSize(node);
-      return;
-    }
-    total += 2 * indent(level) + 3 + lineEnd;
-    EstimateFrame frame{node, level, {}, {}};
-    if (node->kind == NodeKind::Object) {
-      frame.nextPair = static_cast<const CJasonTreeObject*>(node)->pairs.begin();
-    } else {
-      frame.nextValue = static_cast<const CJasonTreeArray*>(node)->values.begin();
-    }
-    open.push_back(frame);
-  };
-  enter(top, topLevel);
-  while (!open.empty()) {
-    EstimateFrame& frame = open.back();
-    const int childLevel = Deeper(frame.level);
-    const CJasonTreeNode* next = nullptr;
-    int nextLevel = childLevel;
-    if (frame.node->kind == NodeKind::Array) {
-      const auto& values = static_cast<const CJasonTreeArray*>(frame.node)->values;
-      if (frame.nextValue != values.end()) next = *frame.nextValue++;
-    } else {
-      const auto& pairs = static_cast<const CJasonTreeObject*>(frame.node)->pairs;
-      while (next == nullptr && frame.nextPair != pairs.end()) {
-        const CJasonTreePair* pair = *frame.nextPair++;
-        total += 2 + lineEnd;
-        if (pair->name == nullptr || pair->value == nullptr) continue;
-        total += indent(childLevel) + pair->name->text.size() + 5 + lineEnd;
-        next = pair->value;
-        nextLevel = IsContainer(next->kind) ? Deeper(childLevel) : 0;
-      }
-    }
-    if (next == nullptr) {
-      open.pop_back();
-      continue;
-    }
-    if (frame.node->kind == NodeKind::Array) total += 2 + lineEnd;
-    const long long covered = static_cast<long long>(next->start) - top->start;
-    if (visited >= kEstimateSample && span > 0 && covered > 0 && covered < span) {
-      const double scale = static_cast<double>(span) / static_cast<double>(covered);
-      const double guess = static_cast<double>(total) * scale * 1.25;
-      return guess < kMaxGuess ? static_cast<std::size_t>(guess) : static_cast<std::size_t>(kMaxGuess);
-    }
-    enter(next, nextLevel);
-  }
-  return total;
+template <typename Output>
+void PutBreak(Output& out, bool comma, int level) {
+  out.LineBreak(comma, Indent(level));
 }
 
 // A container whose opening bracket has been written.
@@ -286,14 +214,17 @@ struct OpenContainer {
   std::list<CJasonTreeValue*>::const_iterator nextValue;
 };
 
+// Walks a tree in document order and puts its text, fragment by fragment,
+// into an Output (BufferedOutput or ByteCounter).
+template <typename Output>
 class Encoder {
  public:
-  explicit Encoder(std::string& out) : string_(out), out_(out) {}
+  explicit Encoder(Output& out) : out_(out) {}
+  Encoder(const Encoder&) = delete;
+  Encoder& operator=(const Encoder&) = delete;
 
-  // Appends `node` and everything under it.
+  // Puts `node` and everything under it.
   void Run(const CJasonTreeNode* node, bool compact, int level) {
-    const std::size_t estimate = EstimateSize(node, compact, level);
-    string_.reserve(string_.size() + estimate + estimate / 16);
     Begin(node, compact, level, false);
     while (!open_.empty()) Step();
     out_.Flush();
@@ -395,10 +326,21 @@ class Encoder {
     return *top.nextValue++;
   }
 
-  std::string& string_;
-  BufferedOutput out_;
+  Output& out_;
   std::vector<OpenContainer> open_;
 };
+
+// Appends the text of `node` to `out`: counts it first and makes room for
+// it (with an eighth more for escapes), growing the string at least
+// geometrically so that repeated appends stay linear, then writes it.
+void Encode(std::string& out, const CJasonTreeNode* node, bool compact, int level) {
+  ByteCounter counter;
+  Encoder<ByteCounter>(counter).Run(node, compact, level);
+  const std::size_t needed = out.size() + counter.total() + counter.total() / 8;
+  if (needed > out.capacity()) out.reserve(needed > 2 * out.size() ? needed : 2 * out.size());
+  BufferedOutput writer(out);
+  Encoder<BufferedOutput>(writer).Run(node, compact, level);
+}
 
 }  // namespace
 
@@ -412,19 +354,19 @@ void AddSpaces(std::string& out, bool compact, int level) {
 }
 
 void CJasonTreeRoot::EncodeToString(std::string& out, bool compact, int level) {
-  Encoder(out).Run(this, compact, level);
+  Encode(out, this, compact, level);
 }
 
 void CJasonTreePair::EncodeToString(std::string& out, bool compact, int level) {
-  Encoder(out).Run(this, compact, level);
+  Encode(out, this, compact, level);
 }
 
 void CJasonTreeObject::EncodeToString(std::string& out, bool compact, int level) {
-  Encoder(out).Run(this, compact, level);
+  Encode(out, this, compact, level);
 }
 
 void CJasonTreeArray::EncodeToString(std::string& out, bool compact, int level) {
-  Encoder(out).Run(this, compact, level);
+  Encode(out, this, compact, level);
 }
 
 void CJasonTreeString::EncodeToString(std::string& out, bool compact, int level) {

@@ -1,31 +1,77 @@
 #include "JasonParser/JasonParser.h"
 
+#include <list>
 #include <memory>
-#include <utility>
+#include <vector>
+
+#include "Utils/StackRoom.h"
 
 namespace {
 
-// Counts one open container for the lifetime of the guard.
-class DepthGuard {
- public:
-  explicit DepthGuard(int& depth) : depth_(depth) { ++depth_; }
-  ~DepthGuard() { --depth_; }
-  DepthGuard(const DepthGuard&) = delete;
-  DepthGuard& operator=(const DepthGuard&) = delete;
-
- private:
-  int& depth_;
-};
-
-// Makes a leaf node of type `Leaf` from `token`. The parser owns the tokens
-// and never reads a token's text twice, so the text is moved, not copied.
+// Makes a leaf node of type `Leaf` holding a copy of `token`'s text: the
+// tokens stay as they were scanned.
 template <typename Leaf>
-Leaf* MakeLeaf(CJasonToken* token) {
+Leaf* MakeLeaf(const CJasonToken* token) {
   Leaf* leaf = new Leaf;
-  leaf->text = std::move(token->text);
+  std::unique_ptr<Leaf> owned(leaf);
+  leaf->text = token->text;
   leaf->start = token->start;
   leaf->end = token->end;
-  return leaf;
+  return owned.release();
+}
+
+using Tokens = std::vector<CJasonToken*>;
+
+// The token at `index`, or null when `index` is outside `tokens`.
+CJasonToken* TokenIn(const Tokens& tokens, int index) {
+  if (index < 0 || static_cast<std::size_t>(index) >= tokens.size()) return nullptr;
+  return tokens[static_cast<std::size_t>(index)];
+}
+
+bool IsKindIn(const Tokens& tokens, int index, CJasonToken::TokenKind kind) {
+  const CJasonToken* token = TokenIn(tokens, index);
+  return token != nullptr && token->kind == kind;
+}
+
+// The work of the container members around their recursive calls is kept
+// out of line: a nesting level then costs only the small frame of the loop
+// that recurses, and that frame limits the depth a stack can hold.
+
+// A new container starting at its opening token, at `index`; steps over it.
+template <typename Container>
+[[gnu::noinline]] Container* OpenContainer(const Tokens& tokens, int& index) {
+  Container* container = new Container;
+  container->start = tokens[static_cast<std::size_t>(index)]->start;
+  ++index;
+  return container;
+}
+
+enum class Step { More, Done, Fail };
+
+// What follows an attempt to parse a member of `container` (`member`, null
+// when it failed) at `index`: the member is appended (and deleted if the
+// list cannot grow); then a comma steps on to the next member, and the
+// closing token ends the container, which sets its `end`. A failed member
+// is allowed only right after the opening token (the empty container): a
+// comma has been read exactly when the container already holds a member.
+template <typename Container, typename Member>
+[[gnu::noinline]] Step AfterMember(Container& container, std::list<Member*>& members, Member* member,
+                                   const Tokens& tokens, int& index, CJasonToken::TokenKind close) {
+  if (member != nullptr) {
+    std::unique_ptr<Member> owned(member);
+    members.push_back(member);
+    owned.release();
+  } else if (!members.empty()) {
+    return Step::Fail;  // a comma right before the closing token
+  }
+  if (IsKindIn(tokens, index, close)) {
+    container.end = tokens[static_cast<std::size_t>(index)]->end;
+    ++index;
+    return Step::Done;
+  }
+  if (member == nullptr || !IsKindIn(tokens, index, CJasonToken::Comma)) return Step::Fail;
+  ++index;
+  return Step::More;
 }
 
 }  // namespace
@@ -35,13 +81,11 @@ CJasonParser::~CJasonParser() {
 }
 
 CJasonToken* CJasonParser::TokenAt(int index) const {
-  if (index < 0 || static_cast<std::size_t>(index) >= tokens.size()) return nullptr;
-  return tokens[static_cast<std::size_t>(index)];
+  return TokenIn(tokens, index);
 }
 
 bool CJasonParser::IsKind(int index, CJasonToken::TokenKind kind) const {
-  const CJasonToken* token = TokenAt(index);
-  return token != nullptr && token->kind == kind;
+  return IsKindIn(tokens, index, kind);
 }
 
 CJasonTreeRoot* CJasonParser::ParseJasonText(std::string& text) {
@@ -92,77 +136,57 @@ CJasonTreeValue* CJasonParser::ParseJasonValue(int& index) {
   }
 }
 
+// The container members advance `index` themselves and put it back on
+// failure, so that few values stay alive across their recursive calls.
+
 CJasonTreeObject* CJasonParser::ParseJasonObject(int& index) {
-  const CJasonToken* open = TokenAt(index);
-  if (open == nullptr || open->kind != CJasonToken::LeftBrace) return nullptr;
-  if (depth_ >= kMaxDepth) return nullptr;
-  DepthGuard guard(depth_);
-  std::unique_ptr<CJasonTreeObject> object(new CJasonTreeObject);
-  object->start = open->start;
-  int next = index + 1;
-  bool commaRead = false;
+  if (!IsKind(index, CJasonToken::LeftBrace)) return nullptr;
+  if (!HasStackRoom()) return nullptr;  // nested deeper than this thread's stack allows
+  const int first = index;
+  std::unique_ptr<CJasonTreeObject> object(OpenContainer<CJasonTreeObject>(tokens, index));
   for (;;) {
-    CJasonTreePair* pair = ParseJasonPair(next);
-    if (pair == nullptr) {
-      if (commaRead) return nullptr;  // a comma right before "}"
-      break;
-    }
-    std::unique_ptr<CJasonTreePair> ownedPair(pair);
-    object->pairs.push_back(pair);
-    ownedPair.release();
-    if (!IsKind(next, CJasonToken::Comma)) break;
-    commaRead = true;
-    ++next;
+    CJasonTreePair* pair = ParseJasonPair(index);
+    const Step step = AfterMember(*object, object->pairs, pair, tokens, index, CJasonToken::RightBrace);
+    if (step == Step::Done) return object.release();
+    if (step == Step::Fail) break;
   }
-  if (!IsKind(next, CJasonToken::RightBrace)) return nullptr;
-  object->end = TokenAt(next)->end;
-  index = next + 1;
-  return object.release();
+  index = first;
+  return nullptr;
 }
 
 CJasonTreeArray* CJasonParser::ParseJasonArray(int& index) {
-  const CJasonToken* open = TokenAt(index);
-  if (open == nullptr || open->kind != CJasonToken::LeftBracket) return nullptr;
-  if (depth_ >= kMaxDepth) return nullptr;
-  DepthGuard guard(depth_);
-  std::unique_ptr<CJasonTreeArray> array(new CJasonTreeArray);
-  array->start = open->start;
-  int next = index + 1;
-  bool commaRead = false;
+  if (!IsKind(index, CJasonToken::LeftBracket)) return nullptr;
+  if (!HasStackRoom()) return nullptr;  // nested deeper than this thread's stack allows
+  const int first = index;
+  std::unique_ptr<CJasonTreeArray> array(OpenContainer<CJasonTreeArray>(tokens, index));
   for (;;) {
-    CJasonTreeValue* value = ParseJasonValue(next);
-    if (value == nullptr) {
-      if (commaRead) return nullptr;  // a comma right before "]"
-      break;
-    }
-    std::unique_ptr<CJasonTreeValue> ownedValue(value);
-    array->values.push_back(value);
-    ownedValue.release();
-    if (!IsKind(next, CJasonToken::Comma)) break;
-    commaRead = true;
-    ++next;
+    CJasonTreeValue* value = ParseJasonValue(index);
+    const Step step = AfterMember(*array, array->values, value, tokens, index, CJasonToken::RightBracket);
+    if (step == Step::Done) return array.release();
+    if (step == Step::Fail) break;
   }
-  if (!IsKind(next, CJasonToken::RightBracket)) return nullptr;
-  array->end = TokenAt(next)->end;
-  index = next + 1;
-  return array.release();
+  index = first;
+  return nullptr;
 }
 
 CJasonTreePair* CJasonParser::ParseJasonPair(int& index) {
-  int next = index;
-  std::unique_ptr<CJasonTreeString> name(ParseJasonString(next));
+  const int first = index;
+  std::unique_ptr<CJasonTreeString> name(ParseJasonString(index));
   if (name == nullptr) return nullptr;
   std::unique_ptr<CJasonTreePair> pair(new CJasonTreePair);
   pair->start = name->start;
   pair->name = name.release();
-  if (!IsKind(next, CJasonToken::Colon)) return nullptr;
-  ++next;
-  CJasonTreeValue* value = ParseJasonValue(next);
-  if (value == nullptr) return nullptr;
-  pair->value = value;
-  pair->end = value->end;
-  index = next;
-  return pair.release();
+  if (IsKind(index, CJasonToken::Colon)) {
+    ++index;
+    CJasonTreeValue* value = ParseJasonValue(index);
+    if (value != nullptr) {
+      pair->value = value;
+      pair->end = value->end;
+      return pair.release();
+    }
+  }
+  index = first;
+  return nullptr;
 }
 
 CJasonTreeString* CJasonParser::ParseJasonString(int& index) {

@@ -5,9 +5,12 @@
 // into tokens (JasonScanner.h) and descending recursively over them.
 //
 // A document is an object or an array that uses every token. Containers may
-// nest at most CJasonParser::kMaxDepth deep; a deeper document fails like
-// any other invalid one, so hostile input cannot exhaust the machine stack.
-// Failure is a null result with no message and no position.
+// nest as deep as the calling thread's stack allows: before it descends into
+// an object or array the parser checks the stack left (Utils/StackRoom.h),
+// and a document nested deeper fails like any other invalid one, so no input
+// can exhaust the machine stack. Each level of arrays costs one small frame
+// (ParseJasonValue passes containers on as a tail call), each level of
+// objects two. Failure is a null result with no message and no position.
 
 #include <vector>
 
@@ -17,10 +20,6 @@
 // Parses one text. Owns its tokens; not copyable.
 class CJasonParser {
  public:
-  // The deepest nesting of objects and arrays that parses: a top-level array
-  // holding arrays 511 levels further down parses, one more level fails.
-  static constexpr int kMaxDepth = 512;
-
   CJasonParser() = default;
   // Deletes every token, front to back.
   virtual ~CJasonParser();
@@ -31,16 +30,16 @@ class CJasonParser {
   // Scans `text` into `tokens` and parses them from index 0. Returns a new
   // root (owned by the caller) whose value is the top object or array, or
   // null when the text does not scan, is not one object or array, leaves
-  // tokens over, or nests deeper than kMaxDepth. A parser is meant for one
-  // text: tokens are never cleared, so a second call appends to the first
-  // call's tokens and fails. The texts of string and number tokens are moved
-  // into the tree's nodes, so after a parse those tokens hold empty texts.
+  // tokens over, or nests deeper than the stack allows. A parser is meant
+  // for one text: tokens are never cleared, so a second call appends to the
+  // first call's tokens and fails. The tree shares nothing with the tokens:
+  // leaves hold copies of the token texts, and the tokens are never changed.
   CJasonTreeRoot* ParseJasonText(std::string& text);
 
   // Each parses one construct starting at token `index`. On success returns a
   // new node (owned by the caller) and advances `index` past what it used; on
-  // failure returns null, leaves `index` as it was and has deleted whatever
-  // it built.
+  // failure returns null, leaves `index` and the tokens as they were and has
+  // deleted whatever it built.
   //
   // The document: "{" or "[" at index 0, and nothing after the value.
   CJasonTreeRoot* ParseJasonRoot(int& index);
@@ -64,8 +63,6 @@ class CJasonParser {
   CJasonToken* TokenAt(int index) const;
   // True when the token at `index` exists and has `kind`.
   bool IsKind(int index, CJasonToken::TokenKind kind) const;
-
-  int depth_ = 0;  // objects and arrays open in the current descent
 };
 
 #endif  // JASONPARSER_JASONPARSER_H_

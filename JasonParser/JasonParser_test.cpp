@@ -215,6 +215,108 @@ TEST(JasonParser, MembersLeaveIndexUnchangedOnFailure) {
   EXPECT_EQ(index, -1);
 }
 
+// A token for each leaf kind, parsed twice from the same index: the texts of
+// the leaves are copies, so both are equal and the token keeps its text.
+struct LeafRow {
+  std::string text;  // one token
+  int kind;          // NodeKind of the leaf
+  std::string leafText;
+};
+
+const LeafRow kLeafRows[] = {
+    {"\"abc\"", NodeKind::String, "abc"},
+    {"\"a string longer than the inline buffer\"", NodeKind::String,
+     "a string longer than the inline buffer"},
+    {"-12.5e+3", NodeKind::Number, "-12.5e+3"},
+    {"12345678901234567890.5", NodeKind::Number, "12345678901234567890.5"},
+    {"true", NodeKind::Const, "true"},
+    {"false", NodeKind::Const, "false"},
+    {"null", NodeKind::Const, "null"},
+};
+
+// Parses the leaf at token 0 of `parser` with the member for `kind`.
+CJasonTreeValue* ParseLeaf(CJasonParser& parser, int kind) {
+  int index = 0;
+  CJasonTreeValue* leaf = nullptr;
+  if (kind == NodeKind::String) leaf = parser.ParseJasonString(index);
+  if (kind == NodeKind::Number) leaf = parser.ParseJasonNumber(index);
+  if (kind == NodeKind::Const) leaf = parser.ParseJasonConst(index);
+  EXPECT_EQ(index, leaf != nullptr ? 1 : 0);
+  return leaf;
+}
+
+TEST(JasonParser, ParseTwiceFromTheSameTokenGivesTheSameText) {
+  for (const LeafRow& row : kLeafRows) {
+    SCOPED_TRACE(row.text);
+    CJasonParser parser;
+    std::string text = row.text;
+    CJasonScanner scanner;
+    ASSERT_TRUE(scanner.ScanJasonText(text, parser.tokens));
+    ASSERT_EQ(parser.tokens.size(), 1u);
+    const std::string before = DumpJasonTokens(parser.tokens);
+    for (int round = 0; round < 2; ++round) {
+      CJasonTreeValue* leaf = ParseLeaf(parser, row.kind);
+      ASSERT_NE(leaf, nullptr);
+      EXPECT_EQ(DumpJasonTree(leaf), row.kind == NodeKind::String ? "\"" + row.leafText + "\""
+                                     : row.kind == NodeKind::Number ? "#" + row.leafText
+                                                                     : row.leafText);
+      delete leaf;
+    }
+    EXPECT_EQ(DumpJasonTokens(parser.tokens), before);
+  }
+}
+
+TEST(JasonParser, SuccessfulParseLeavesTokensAsScanned) {
+  std::string text = "{\"name\":[\"a string longer than the inline buffer\",-1.25e10,null]}";
+  CJasonParser parser;
+  CJasonScanner scanner;
+  ASSERT_TRUE(scanner.ScanJasonText(text, parser.tokens));
+  const std::string before = DumpJasonTokens(parser.tokens);
+  int index = 0;
+  CJasonTreeRoot* root = parser.ParseJasonRoot(index);
+  ASSERT_NE(root, nullptr);
+  EXPECT_EQ(DumpJasonTokens(parser.tokens), before);
+  delete root;
+}
+
+// Member calls that fail, each on the tokens of its text from `index`.
+struct FailedMemberRow {
+  std::string text;
+  int index;
+  const char* member;  // "pair", "object", "array" or "value"
+};
+
+const FailedMemberRow kFailedMemberRows[] = {
+    {"{\"k\" 1}", 1, "pair"},
+    {"{\"k\" 1}", 0, "object"},
+    {"{\"a long member name beyond the inline buffer\" : }", 1, "pair"},
+    {"{\"k\" : \"value\" \"more\"}", 0, "object"},
+    {"[\"a long element text beyond the inline buffer\", 12345678901234567890,]", 0, "array"},
+    {"[\"x\", {\"k\" : 1.5e300 \"y\"}]", 0, "value"},
+};
+
+CJasonTreeNode* ParseMember(CJasonParser& parser, const std::string& member, int& index) {
+  if (member == "pair") return parser.ParseJasonPair(index);
+  if (member == "object") return parser.ParseJasonObject(index);
+  if (member == "array") return parser.ParseJasonArray(index);
+  return parser.ParseJasonValue(index);
+}
+
+TEST(JasonParser, FailedPairLeavesTokensUnchanged) {
+  for (const FailedMemberRow& row : kFailedMemberRows) {
+    SCOPED_TRACE(row.text);
+    CJasonParser parser;
+    std::string text = row.text;
+    CJasonScanner scanner;
+    ASSERT_TRUE(scanner.ScanJasonText(text, parser.tokens));
+    const std::string before = DumpJasonTokens(parser.tokens);
+    int index = row.index;
+    EXPECT_EQ(ParseMember(parser, row.member, index), nullptr);
+    EXPECT_EQ(index, row.index);
+    EXPECT_EQ(DumpJasonTokens(parser.tokens), before);
+  }
+}
+
 TEST(JasonParser, PairMemberParsesNameColonValue) {
   CJasonParser parser;
   std::string text = "\"k\" : [true]";

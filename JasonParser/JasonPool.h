@@ -5,15 +5,30 @@
 //
 // A parse makes one token per lexeme and one node per value, all small and
 // all freed together soon after, so a general-purpose allocator call for
-// each is most of the cost of parsing. The pool hands out fixed-size slots
-// from 32 KiB chunks, one free list per size (in steps of 8 bytes, up to 128
-// bytes; larger requests go to the global operator new). When the last slot
-// of a size is given back, all chunks of that size but one go back to the
-// global allocator, so memory is held only while trees or tokens are alive.
+// each would be much of the cost of parsing. The pool hands out fixed-size
+// slots (sizes in steps of 8 bytes, up to 128 bytes; larger requests go to
+// the global operator new) from 32 KiB chunks. Each slot starts with the
+// address of its chunk.
 //
-// Not thread-safe: the library runs on the host's one thread. In sanitizer
-// builds every request goes to the global operator new, so that the
-// sanitizers see each node and token as an allocation of its own.
+// Memory belongs to the objects that use it, not to the library:
+// - Each thread fills chunks of its own, one current chunk per size; a full
+//   chunk stops being current. The only per-thread state is the pointer to
+//   each current chunk.
+// - A freed slot goes back to the chunk it came from. A chunk goes back to
+//   the global allocator as soon as its last slot is freed, whichever thread
+//   frees it. So once every node and token a thread made is freed, the pool
+//   holds nothing for that thread.
+// - Freeing on another thread than the one that allocated is safe. In that
+//   case only, a chunk emptied by another thread while it is still its
+//   thread's current chunk stays with that thread, which goes on using it
+//   and gives it back once it is full or the thread's own slots in it are
+//   freed again; were the thread to end first, that chunk (at most one per
+//   size) would stay allocated. The library builds and deletes every tree
+//   within one call on one thread, so this does not arise there.
+//
+// In AddressSanitizer builds the same code runs; free slots and the unused
+// part of a chunk are poisoned, so a use of a freed node or token is
+// reported as a use after poison.
 
 #include <cstddef>
 
@@ -21,7 +36,14 @@
 // token. Throws std::bad_alloc when memory runs out.
 void* JasonPoolAllocate(std::size_t size);
 
-// Gives back memory from JasonPoolAllocate made with the same `size`.
+// Gives back memory from JasonPoolAllocate made with the same `size`, on
+// any thread. Null does nothing.
 void JasonPoolFree(void* p, std::size_t size) noexcept;
+
+// For tests: chunks the calling thread has taken from the global allocator
+// minus chunks it has given back (a chunk freed on another thread is counted
+// there). 0 on a thread whose nodes and tokens are all freed, when none
+// crossed threads.
+long JasonPoolChunkBalanceOfThisThread() noexcept;
 
 #endif  // JASONPARSER_JASONPOOL_H_

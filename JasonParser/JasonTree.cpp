@@ -1,73 +1,72 @@
 #include "JasonParser/JasonTree.h"
 
 #include <memory>
-#include <vector>
 
 #include "JasonParser/JasonPool.h"
 
 namespace {
 
-// Nodes waiting to be deleted by the outermost destructor that is running.
-// Null while no tree is being deleted.
-std::vector<CJasonTreeNode*>* g_pendingDeletes = nullptr;
-
-// True when deleting `node` cannot start a further chain of destructors:
-// leaves, empty containers and pairs whose value is such a node.
-bool IsShallow(const CJasonTreeNode* node) {
-  switch (node->kind) {
-    case NodeKind::String:
-    case NodeKind::Number:
-    case NodeKind::Const:
-      return true;
-    case NodeKind::Object:
-      return static_cast<const CJasonTreeObject*>(node)->pairs.empty();
-    case NodeKind::Array:
-      return static_cast<const CJasonTreeArray*>(node)->values.empty();
-    case NodeKind::Pair: {
-      const CJasonTreeValue* value = static_cast<const CJasonTreePair*>(node)->value;
-      return value == nullptr || IsShallow(value);
-    }
-    default:
-      return false;
-  }
-}
-
-// Deletes the children handed to it without recursion through the
-// destructors, so that a tree of any depth can be deleted on a small stack.
-// The first reaper made (in the destructor of the node being deleted by its
-// owner) collects deeper nodes in a list and deletes them when it goes out
-// of scope; reapers made by the destructors it runs only add to that list.
-class ChildReaper {
+// Deletes nodes without recursing through the destructors and without
+// allocating, so that a tree of any depth can be deleted on a small stack
+// and while memory is short.
+//
+// Before a node is deleted, the members of the container under it (the node
+// itself, or the value of a pair or root) are spliced into the reaper's own
+// lists: splicing relinks the list nodes and allocates nothing. So every
+// destructor that `delete` runs meets empty lists or leaves, and the reaper
+// deletes the hoisted members one by one from the front of its lists.
+class TreeReaper {
  public:
-  ChildReaper() : owner_(g_pendingDeletes == nullptr) {
-    if (owner_) g_pendingDeletes = &pending_;
-  }
+  TreeReaper() = default;
+  TreeReaper(const TreeReaper&) = delete;
+  TreeReaper& operator=(const TreeReaper&) = delete;
 
-  ~ChildReaper() {
-    if (!owner_) return;
-    while (!pending_.empty()) {
-      CJasonTreeNode* node = pending_.back();
-      pending_.pop_back();
-      delete node;
-    }
-    g_pendingDeletes = nullptr;
-  }
-
-  ChildReaper(const ChildReaper&) = delete;
-  ChildReaper& operator=(const ChildReaper&) = delete;
-
-  void Release(CJasonTreeNode* child) {
-    if (child == nullptr) return;
-    if (IsShallow(child)) {
-      delete child;
-    } else {
-      g_pendingDeletes->push_back(child);
+  // Deletes every node hoisted so far.
+  ~TreeReaper() {
+    for (;;) {
+      if (!pairs_.empty()) {
+        CJasonTreeNode* node = pairs_.front();
+        pairs_.pop_front();
+        Delete(node);
+      } else if (!values_.empty()) {
+        CJasonTreeNode* node = values_.front();
+        values_.pop_front();
+        Delete(node);
+      } else {
+        return;
+      }
     }
   }
+
+  // Deletes `node` (null: nothing) once the members beneath it are hoisted.
+  void Delete(CJasonTreeNode* node) {
+    if (node == nullptr) return;
+    Hoist(node);
+    delete node;
+  }
+
+  void TakeAll(std::list<CJasonTreePair*>& pairs) { pairs_.splice(pairs_.end(), pairs); }
+  void TakeAll(std::list<CJasonTreeValue*>& values) { values_.splice(values_.end(), values); }
 
  private:
-  bool owner_;
-  std::vector<CJasonTreeNode*> pending_;
+  // Moves the members of the container that deleting `node` would delete
+  // next into this reaper.
+  void Hoist(CJasonTreeNode* node) {
+    if (node->kind == NodeKind::Pair) {
+      node = static_cast<CJasonTreePair*>(node)->value;
+    } else if (node->kind == NodeKind::Root) {
+      node = static_cast<CJasonTreeRoot*>(node)->value;
+    }
+    if (node == nullptr) return;
+    if (node->kind == NodeKind::Object) {
+      TakeAll(static_cast<CJasonTreeObject*>(node)->pairs);
+    } else if (node->kind == NodeKind::Array) {
+      TakeAll(static_cast<CJasonTreeArray*>(node)->values);
+    }
+  }
+
+  std::list<CJasonTreePair*> pairs_;
+  std::list<CJasonTreeValue*> values_;
 };
 
 }  // namespace
@@ -81,30 +80,24 @@ void CJasonTreeNode::operator delete(void* p, std::size_t size) noexcept {
 }
 
 CJasonTreeRoot::~CJasonTreeRoot() {
-  ChildReaper reaper;
-  reaper.Release(value);
+  TreeReaper reaper;
+  reaper.Delete(value);
 }
 
 CJasonTreePair::~CJasonTreePair() {
-  ChildReaper reaper;
-  reaper.Release(name);
-  reaper.Release(value);
+  TreeReaper reaper;
+  reaper.Delete(name);
+  reaper.Delete(value);
 }
 
 CJasonTreeObject::~CJasonTreeObject() {
-  ChildReaper reaper;
-  while (!pairs.empty()) {
-    reaper.Release(pairs.front());
-    pairs.pop_front();
-  }
+  TreeReaper reaper;
+  reaper.TakeAll(pairs);
 }
 
 CJasonTreeArray::~CJasonTreeArray() {
-  ChildReaper reaper;
-  while (!values.empty()) {
-    reaper.Release(values.front());
-    values.pop_front();
-  }
+  TreeReaper reaper;
+  reaper.TakeAll(values);
 }
 
 CJasonTreeString* CreateStringFromString(const std::string& text) {

@@ -7,11 +7,12 @@
 // child: every node is made with `new`, linked into exactly one parent, and
 // freed when its top node (a CJasonTreeRoot, or the top container where no
 // root was made) is deleted. Deleting a tree, encoding it and searching it use
-// a bounded amount of machine stack whatever its depth.
+// a bounded amount of machine stack whatever its depth, and deleting it
+// allocates nothing.
 //
-// Not thread-safe: a tree belongs to the call that built it, and node memory
-// comes from a pool shared by the whole library without locking (the host
-// runs the library on one thread).
+// A tree belongs to the call that built it and is not locked; trees of
+// different threads are independent (node memory comes from per-thread
+// chunks, see JasonPool.h).
 
 #include <cstddef>
 #include <list>
