@@ -4,7 +4,6 @@
 // deleted without exhausting the machine stack.
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <functional>
 #include <string>
@@ -12,20 +11,9 @@
 #include "JasonParser/JasonElementFinder.h"
 #include "JasonParser/JasonParser.h"
 #include "JasonParser/JasonTestDump.h"
+#include "Utils/ThreadWithStack.h"
 
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-#else
-constexpr bool kSanitized = false;
-#endif
 
 std::string NestedArrays(int depth) { return std::string(depth, '[') + std::string(depth, ']'); }
 
@@ -48,17 +36,7 @@ bool Parses(std::string text) {
 // Runs `body` on a new thread whose stack is `stackBytes` large and waits
 // for it.
 void RunOnThread(std::size_t stackBytes, const std::function<void()>& body) {
-  pthread_attr_t attributes;
-  ASSERT_EQ(pthread_attr_init(&attributes), 0);
-  ASSERT_EQ(pthread_attr_setstacksize(&attributes, stackBytes), 0);
-  pthread_t thread;
-  auto run = [](void* argument) -> void* {
-    (*static_cast<const std::function<void()>*>(argument))();
-    return nullptr;
-  };
-  ASSERT_EQ(pthread_create(&thread, &attributes, run, const_cast<std::function<void()>*>(&body)), 0);
-  pthread_attr_destroy(&attributes);
-  ASSERT_EQ(pthread_join(thread, nullptr), 0);
+  ASSERT_TRUE(RunOnThreadWithStack(stackBytes, body));
 }
 
 TEST(JasonDepth, HundredThousandNestedArraysParseOnTheDefaultStack) {
@@ -67,7 +45,7 @@ TEST(JasonDepth, HundredThousandNestedArraysParseOnTheDefaultStack) {
     EXPECT_FALSE(Parses(std::string(100000, '[')));  // never closed
     EXPECT_FALSE(Parses(NestedArrays(100000) + "]"));
   };
-  if (kSanitized) {
+  if (kSanitizerFrames) {
     // The sanitizer build is unoptimised and AddressSanitizer pads every
     // frame, so a level takes several times the stack of the shipped build;
     // there the same input runs on a thread with a stack large enough for it.
@@ -87,7 +65,7 @@ TEST(JasonDepth, DeepObjectsAndMixedNestingParse) {
     EXPECT_TRUE(Parses(mixed));
     EXPECT_FALSE(Parses(mixed + "]"));
   };
-  if (kSanitized) {
+  if (kSanitizerFrames) {
     RunOnThread(256u * 1024 * 1024, check);  // as above: bigger frames there
   } else {
     check();
@@ -106,8 +84,7 @@ TEST(JasonDepth, DeepDocumentsFailCleanlyOnASmallThreadStack) {
 }
 
 TEST(JasonDepth, ShallowDocumentsStillParseOnASmallThreadStack) {
-  if (kSanitized) GTEST_SKIP() << "the sanitizer build keeps a 256 KiB safety margin";
-  RunOnThread(256u * 1024, [] {
+  RunOnThread(kSmallStackAboveMargin, [] {
     EXPECT_TRUE(Parses(NestedArrays(100)));
     EXPECT_TRUE(Parses(NestedObjects(100)));
   });
