@@ -280,6 +280,7 @@ std::string TransformOnThread(const CCIExpression* tree, std::size_t stackSize) 
 }
 
 TEST(ControlInfoToJasonTransformerTest, DeepPageTransformsAsDeepAsTheStackHolds) {
+  SKIP_DEEP_RECURSION_UNDER_THREAD_SANITIZER();
   const int levels = 10000;
   const std::string page = NestedChildrenPage(levels);
   if (kSanitizerFrames) {
@@ -296,6 +297,7 @@ TEST(ControlInfoToJasonTransformerTest, DeepPageTransformsAsDeepAsTheStackHolds)
 // The stack runs out deep inside the page: the whole transformation fails,
 // rather than answering the page with its deepest levels cut off.
 TEST(ControlInfoToJasonTransformerTest, PageDeeperThanTheStackGivesNull) {
+  SKIP_DEEP_RECURSION_UNDER_THREAD_SANITIZER();
   const int levels = 10000;
   std::unique_ptr<CCIExpression> tree;
   RunOnThreadWithStack(kHugeThreadStack, [&] { tree = Parse(NestedChildrenPage(levels)); });

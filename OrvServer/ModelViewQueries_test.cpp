@@ -186,6 +186,7 @@ const char kCyclicAttributes[] = R"({
 })";
 
 TEST_F(ModelViewQueriesTest, CyclicAttributeDefinitionEndsAsAFailedQuery) {
+  SKIP_DEEP_RECURSION_UNDER_THREAD_SANITIZER();
   std::string error;
   model_ = qmemu::LoadModelText(kCyclicAttributes, "cycle.json", error);
   ASSERT_NE(model_, nullptr) << error;

@@ -25,9 +25,32 @@ constexpr bool kSanitizerFrames = false;
 constexpr bool kSanitizerFrames = false;
 #endif
 
+// ThreadSanitizer keeps the whole call stack of every allocation: it stops
+// the program when one is deeper than 65,536 frames, as recursion to the end
+// of a large stack is, and recursion thousands of levels deep that allocates
+// on every level costs it gigabytes. That build looks for races; the tests of
+// deep recursion run in the other builds.
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kThreadSanitizer = true;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+constexpr bool kThreadSanitizer = true;
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+
+// For a test that recurses to the end of a large stack (see above).
+#define SKIP_DEEP_RECURSION_UNDER_THREAD_SANITIZER() \
+  if (kThreadSanitizer) GTEST_SKIP() << "ThreadSanitizer cannot follow more than 65,536 frames"
+
 // A stack that holds 100,000 levels of the library's recursion even with
-// sanitizer frames. Reserved, not touched: only the pages used are backed.
-constexpr std::size_t kHugeThreadStack = std::size_t{1} << 30;
+// sanitizer frames. Reserved, not touched: only the pages used are backed
+// (ThreadSanitizer backs shadow memory for the whole of it, so there it is
+// smaller: deep enough for 10,000 levels).
+constexpr std::size_t kHugeThreadStack = kThreadSanitizer ? std::size_t{64} << 20 : std::size_t{1} << 30;
 
 // A small stack that still leaves 256 KiB above the safety margin of
 // HasStackRoom() (which is larger in sanitizer builds): shallow input fits
