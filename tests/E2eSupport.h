@@ -3,6 +3,10 @@
 #ifndef TESTS_E2ESUPPORT_H_
 #define TESTS_E2ESUPPORT_H_
 
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +18,19 @@
 #include "emulator/Session.h"
 
 namespace orvtest {
+
+// Writes `text` to a new temporary file whose name ends in `suffix` (for
+// tools that go by the extension) and returns its path; the caller removes it.
+inline std::string TempFile(const std::string& text, const std::string& suffix) {
+  std::string pattern = "/tmp/orv-e2e-XXXXXX" + suffix;
+  std::vector<char> name(pattern.begin(), pattern.end());
+  name.push_back('\0');
+  const int fd = mkstemps(name.data(), static_cast<int>(suffix.size()));
+  EXPECT_GE(fd, 0);
+  close(fd);
+  std::ofstream(name.data(), std::ios::binary) << text;
+  return name.data();
+}
 
 // A session over the model file at `path` (relative to the repository) and
 // the plug-in of this build. Fails the test and answers null on error.

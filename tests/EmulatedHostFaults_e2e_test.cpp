@@ -24,18 +24,6 @@ using qmemu::HostMonitor;
 using qmemu::ParameterValue;
 using qmemu::ParamKind;
 
-// Writes `text` to a new temporary file whose name ends in `suffix`.
-std::string TempFile(const std::string& text, const std::string& suffix) {
-  std::string pattern = "/tmp/orv-host-faults-XXXXXX" + suffix;
-  std::vector<char> name(pattern.begin(), pattern.end());
-  name.push_back('\0');
-  const int fd = mkstemps(name.data(), static_cast<int>(suffix.size()));
-  EXPECT_GE(fd, 0);
-  close(fd);
-  std::ofstream(name.data(), std::ios::binary) << text;
-  return name.data();
-}
-
 // The lines of `svg` from the group of the element with id `id` to the end
 // of that group ("</g>" at the same indentation); "" when there is none.
 std::string GroupOf(const std::string& svg, const std::string& id) {
@@ -142,7 +130,7 @@ std::string AllBytesClientJson() {
 }
 
 bool ToolAccepts(const std::string& command, const std::string& svg) {
-  const std::string path = TempFile(svg, ".svg");
+  const std::string path = orvtest::TempFile(svg, ".svg");
   const int status = std::system((command + " '" + path + "' >/dev/null 2>&1").c_str());
   unlink(path.c_str());
   return status == 0;

@@ -51,18 +51,6 @@ std::string GroupOf(const std::string& svg, const std::string& id) {
   return std::string();
 }
 
-// Writes `text` to a new temporary file whose name ends in `suffix`.
-std::string TempFile(const std::string& text, const std::string& suffix) {
-  std::string pattern = "/tmp/orv-svg-XXXXXX" + suffix;
-  std::vector<char> name(pattern.begin(), pattern.end());
-  name.push_back('\0');
-  const int fd = mkstemps(name.data(), static_cast<int>(suffix.size()));
-  EXPECT_GE(fd, 0);
-  close(fd);
-  std::ofstream(name.data(), std::ios::binary) << text;
-  return name.data();
-}
-
 class SvgAnnotationTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -367,7 +355,7 @@ TEST(SvgAnnotationMissingAgentTest, WithoutTheDiagramFinderAnElementGetsNothing)
 TEST_F(SvgAnnotationTest, WrittenSvgParsesAsXml) {
   for (const char* diagram : {"DIA-REQ", "DIA-STRUCT", "DIA-LINKS"}) {
     Svg(diagram);
-    const std::string path = TempFile(Svg(diagram, kClientJson), ".svg");
+    const std::string path = orvtest::TempFile(Svg(diagram, kClientJson), ".svg");
     EXPECT_EQ(0, std::system(("xmllint --noout '" + path + "'").c_str())) << diagram;
     unlink(path.c_str());
   }
@@ -396,7 +384,7 @@ TEST_F(SvgAnnotationTest, RenderedMarkersShowTheirColoursAtTheComputedSlots) {
       {"satisfy line _obluelink at (972, 367)", 976, 375, blue},
       {"frame has no marker at its top-right corner (1968, 5)", 1972, 13, white},
   };
-  const std::string svg = TempFile(Svg("DIA-LINKS"), ".svg");
+  const std::string svg = orvtest::TempFile(Svg("DIA-LINKS"), ".svg");
   const std::string png = svg + ".png";
   ASSERT_EQ(0, std::system(("rsvg-convert --dpi-x 254 --dpi-y 254 -f png -o '" + png + "' '" + svg + "'").c_str()));
   orvtest::Picture picture;
