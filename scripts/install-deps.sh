@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the project needs, when any is missing.
 # Usage: bash scripts/install-deps.sh [demo|all]   (default: all)
+#   APT_UPDATE_TRIES   how often 'apt-get update' is tried (default 4)
+#   APT_RETRY_PAUSE    seconds between two tries (default 10)
 set -euo pipefail
 
 # The demo builds the tool with its HTTP server and takes a screenshot of the
@@ -17,20 +19,46 @@ case "${1:-all}" in
   *) echo "usage: $0 [demo|all]" >&2; exit 1 ;;
 esac
 
+is_installed() {
+  dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "install ok installed"
+}
+
+# A mirror that is mid-sync fails one index of 'apt-get update' for a few
+# minutes. Try a few times; after that go on with the indices there are and
+# let 'apt-get install' say whether they are enough.
+update_indices() {
+  local tries=${APT_UPDATE_TRIES:-4} pause=${APT_RETRY_PAUSE:-10} n
+  for ((n = 1; n <= tries; n++)); do
+    if apt-get update -qq; then
+      return 0
+    fi
+    if ((n < tries)); then
+      echo "install-deps: apt-get update failed (try $n of $tries); trying again in ${pause}s" >&2
+      sleep "$pause"
+    fi
+  done
+  echo "install-deps: apt-get update failed $tries times; going on with the package lists there are" >&2
+}
+
 missing=()
 for p in "${wanted[@]}"; do
-  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
-    missing+=("$p")
-  fi
+  is_installed "$p" || missing+=("$p")
 done
+[ ${#missing[@]} -eq 0 ] && exit 0
 
-if [ ${#missing[@]} -gt 0 ]; then
-  echo "installing: ${missing[*]}"
-  export DEBIAN_FRONTEND=noninteractive
-  # The i386 package's dependencies are computed from the i386 runtime libraries.
-  if printf '%s\n' "${missing[@]}" | grep -q ':i386$' && ! dpkg --print-foreign-architectures | grep -qx i386; then
-    dpkg --add-architecture i386
-  fi
-  apt-get update -qq
-  apt-get install -y -qq --no-install-recommends "${missing[@]}"
+echo "installing: ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+# The i386 package's dependencies are computed from the i386 runtime libraries.
+if printf '%s\n' "${missing[@]}" | grep -q ':i386$' && ! dpkg --print-foreign-architectures | grep -qx i386; then
+  dpkg --add-architecture i386
+fi
+update_indices
+if ! apt-get install -y -qq --no-install-recommends "${missing[@]}"; then
+  # Name the packages that did not make it, so the reader knows what to fix.
+  not_installed=()
+  for p in "${missing[@]}"; do
+    is_installed "$p" || not_installed+=("$p")
+  done
+  echo "install-deps: could not install: ${not_installed[*]:-(apt-get failed)}" >&2
+  exit 1
 fi
