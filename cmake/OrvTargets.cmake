@@ -14,7 +14,7 @@ function(orv_unit_test name)
   endif()
   add_executable(${name} ${ARGN})
   target_compile_options(${name} PRIVATE ${ORV_WARNINGS})
-  target_link_libraries(${name} PRIVATE orv_static QmEmulator GTest::gmock GTest::gtest_main)
+  target_link_libraries(${name} PRIVATE orv_testing orv_static QmEmulator GTest::gmock GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE
     ORV_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
     ORV_SHARED_DIR="${PROJECT_SOURCE_DIR}/../shared")
