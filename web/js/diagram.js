@@ -360,7 +360,7 @@ export class DiagramView {
     try {
       const text = await fetchDiagram(guid, this.notes.clientJson(), { refresh: true, standalone: true });
       const blob = kind === 'svg' ? new Blob([text], { type: 'image/svg+xml' }) : await svgToPng(text);
-      this.lastExport = { kind, size: blob.size };
+      this.viewport.dataset.exported = `${kind}:${blob.size}`;
       download(blob, `${guid}.${kind}`);
     } catch (e) {
       if (!superseded(e)) show(this.status, failure(e, () => this.exportAs(kind)));
