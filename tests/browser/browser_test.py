@@ -143,24 +143,23 @@ class ClientTest(unittest.TestCase):
         self.driver.get_log('browser')  # Forget what earlier tests logged.
         self.driver.get_log('performance')
         self.addCleanup(self.check_no_script_errors)
-        self.addCleanup(self.check_answers_keep_the_contract)
 
-    def check_answers_keep_the_contract(self):
+    def check_answers_keep_the_contract(self, server):
         # Every answer the page got must be one the contract names: its
         # status and type as the browser saw them, and its body as the
         # same request answers it again.
         problems = []
         for answer in support.network_answers(self.driver):
-            if not answer['url'].startswith(self.server.base):
+            if not answer['url'].startswith(server.base):
                 continue
-            path = answer['url'][len(self.server.base):]
+            path = answer['url'][len(server.base):]
             method = answer['method']
             if method == 'OPTIONS':
                 continue
             if answer['status'] in (204, 304) or answer['type'].startswith('text/event-stream'):
                 problems += CONTRACT.check(method, path, answer['status'], answer['type'], b'')
                 continue
-            status, type_, body = self.server.fetch(path, method, answer['body'])
+            status, type_, body = server.fetch(path, method, answer['body'])
             problems += CONTRACT.check(method, path, status, type_, body)
         self.assertEqual(sorted(set(problems)), [])
 
@@ -177,6 +176,8 @@ class ClientTest(unittest.TestCase):
         server = support.ModelServer(*options)
         self.server = server
         self.addCleanup(self.check_stopped, server)
+        # Runs first (cleanups run last in, first out): the server still answers.
+        self.addCleanup(self.check_answers_keep_the_contract, server)
 
     def check_stopped(self, server):
         status = server.stop()
@@ -877,7 +878,7 @@ class LayoutTest(unittest.TestCase):
         channels = [int(c) for c in re.findall(r'\d+', box['ground'])[:3]]
         self.assertEqual(sum(channels) < 200, dark, box['ground'])
         if width >= 700:
-            self.assertGreaterEqual(box['diagram']['width'], box['layout'] * 0.5 - 1)
+            self.assertGreaterEqual(box['diagram']['width'], width * 0.5 - 1)
             self.assertLess(box['explorer']['right'], box['diagram']['left'])
         else:
             self.assertLessEqual(box['explorer']['bottom'], box['diagram']['top'])

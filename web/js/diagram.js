@@ -208,7 +208,7 @@ export class DiagramView {
     widenLineHits(svg);
     makeFocusable(svg);
     svg.classList.add('diagram');
-    svg.setAttribute('role', 'img');
+    svg.setAttribute('role', 'group');
     this.svg = svg;
     this.linkCounts.clear();
     show(this.stage, svg);
@@ -250,7 +250,12 @@ export class DiagramView {
    *  show it, the drawing is marked as not about the selection. */
   highlight(guid, name = '') {
     this.picked = guid;
-    this.pickedName = name || guid;
+    this.pickedName = name && name !== guid ? name : this.pickedName;
+    if (!name || name === guid) {
+      // The drawing knows a definition's name ("desc") when the tree cannot say.
+      const drawn = this.findElements(guid)[0];
+      this.pickedName = (drawn && drawn.getAttribute('desc')) || guid;
+    }
     if (!this.svg) return;
     for (const g of this.svg.querySelectorAll('.picked')) g.classList.remove('picked');
     for (const g of this.findElements(guid)) g.classList.add('picked');

@@ -9,6 +9,7 @@ const KEY = 'orvserver.layout';
 const STEP_PX = 24;
 const MIN_PX = 160;
 const MAX_PX = 640;
+const RAIL_PX = 44; // a collapsed panel
 
 function load() {
   try {
@@ -67,8 +68,8 @@ export class Layout {
 
   apply() {
     const s = this.layout.style;
-    s.setProperty('--left-w', `${this.state.left}px`);
-    s.setProperty('--right-w', `${this.state.right}px`);
+    s.setProperty('--left-w', this.state.leftCollapsed ? `${RAIL_PX}px` : `${this.state.left}px`);
+    s.setProperty('--right-w', this.state.rightCollapsed ? `${RAIL_PX}px` : `${this.state.right}px`);
     this.layout.dataset.left = this.state.leftCollapsed ? 'collapsed' : 'open';
     this.layout.dataset.right = this.state.rightCollapsed ? 'collapsed' : 'open';
     for (const side of ['left', 'right']) {
