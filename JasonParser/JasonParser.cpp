@@ -92,18 +92,15 @@ class TreeBuilder {
     ++pos_;
     open_.reserve(kInitialDepth);
     open_.push_back({top.get(), nullptr, false, false});
-    for (;;) {
-      const Step step = open_.back().afterMember ? AfterMember() : Member();
-      if (step == Step::kFail) return nullptr;
-      if (step == Step::kDone) break;
+    while (!open_.empty()) {
+      const bool filled = open_.back().container->kind == NodeKind::Object ? FillObject() : FillArray();
+      if (!filled) return nullptr;
     }
     next = pos_;
     return top.release();
   }
 
  private:
-  enum class Step { kMore, kDone, kFail };
-
   // A container whose closing token has not been read yet.
   struct Level {
     CJasonTreeObjectOrArray* container;  // owned by its parent, or by Build
@@ -114,95 +111,94 @@ class TreeBuilder {
 
   static constexpr std::size_t kInitialDepth = 32;
 
-  CJasonToken::TokenKind CloseKind(const Level& level) const {
-    return level.container->kind == NodeKind::Object ? CJasonToken::RightBrace : CJasonToken::RightBracket;
-  }
+  const CJasonToken* Token() const { return TokenIn(tokens_, pos_); }
 
-  // After a member: "," leads to the next member; otherwise the container
-  // must close.
-  Step AfterMember() {
-    Level& level = open_.back();
-    if (IsKindIn(tokens_, pos_, CJasonToken::Comma)) {
-      ++pos_;
-      level.afterMember = false;
-      level.commaRead = true;
-      return Step::kMore;
-    }
-    return Close();
-  }
-
-  // Where a member may stand. Before any comma the closing token ends the
+  // Each Fill reads members of the innermost container, which is of its
+  // kind, until it closes it (popped) or opens a nested container (pushed);
+  // false on a syntax error. Before any comma the closing token ends the
   // (empty) container; after a comma a member must follow, so a comma right
   // before the closing token fails.
-  Step Member() {
+  bool FillArray() {
     Level& level = open_.back();
-    if (!level.commaRead && IsKindIn(tokens_, pos_, CloseKind(level))) return Close();
-    level.afterMember = true;  // set now: opening a nested container moves `open_`
-    if (level.container->kind == NodeKind::Object) {
-      return PairMember(static_cast<CJasonTreeObject*>(level.container));
-    }
-    return ValueMember(static_cast<CJasonTreeArray*>(level.container));
-  }
-
-  // An element of `array`: a leaf is appended; a container is appended and
-  // opened.
-  Step ValueMember(CJasonTreeArray* array) {
-    const CJasonToken* token = TokenIn(tokens_, pos_);
-    if (token == nullptr) return Step::kFail;
-    if (IsOpening(token)) {
-      CJasonTreeObjectOrArray* child = OpenContainer(token);
-      Append<CJasonTreeValue>(array->values, child);
+    CJasonTreeArray* array = static_cast<CJasonTreeArray*>(level.container);
+    for (;;) {
+      const CJasonToken* token = Token();
+      if (token == nullptr) return false;
+      if (level.afterMember) {
+        if (token->kind != CJasonToken::Comma) return Close(CJasonToken::RightBracket);
+        level.commaRead = true;
+        token = TokenIn(tokens_, ++pos_);
+        if (token == nullptr) return false;
+      } else if (!level.commaRead && token->kind == CJasonToken::RightBracket) {
+        return Close(CJasonToken::RightBracket);
+      }
+      level.afterMember = true;
+      if (IsOpening(token)) {
+        CJasonTreeObjectOrArray* child = OpenContainer(token);
+        Append<CJasonTreeValue>(array->values, child);
+        ++pos_;
+        open_.push_back({child, nullptr, false, false});  // `level` is not used after this
+        return true;
+      }
+      CJasonTreeValue* leaf = MakeLeafValue(token);
+      if (leaf == nullptr) return false;
+      Append(array->values, leaf);
       ++pos_;
-      open_.push_back({child, nullptr, false, false});
-      return Step::kMore;
     }
-    CJasonTreeValue* leaf = MakeLeafValue(token);
-    if (leaf == nullptr) return Step::kFail;
-    Append(array->values, leaf);
-    ++pos_;
-    return Step::kMore;
   }
 
-  // A member of `object`: a string name, ":" and a value. A pair with a
-  // leaf value is complete at once; one with a container is appended and
-  // the container opened (the pair's end is set when it closes).
-  Step PairMember(CJasonTreeObject* object) {
-    const CJasonToken* name = TokenIn(tokens_, pos_);
-    if (name == nullptr || name->kind != CJasonToken::String) return Step::kFail;
-    if (!IsKindIn(tokens_, pos_ + 1, CJasonToken::Colon)) return Step::kFail;
-    const CJasonToken* token = TokenIn(tokens_, pos_ + 2);
-    if (token == nullptr) return Step::kFail;
-    std::unique_ptr<CJasonTreePair> pair(new CJasonTreePair);
-    pair->name = MakeLeaf<CJasonTreeString>(name);
-    pair->start = name->start;
-    if (IsOpening(token)) {
-      CJasonTreeObjectOrArray* child = OpenContainer(token);
-      pair->value = child;
-      CJasonTreePair* linked = pair.get();
+  // Members are a string name, ":" and a value. A pair with a leaf value is
+  // complete at once; one with a container value is appended and the
+  // container opened (the pair's end is set when it closes).
+  bool FillObject() {
+    Level& level = open_.back();
+    CJasonTreeObject* object = static_cast<CJasonTreeObject*>(level.container);
+    for (;;) {
+      const CJasonToken* name = Token();
+      if (name == nullptr) return false;
+      if (level.afterMember) {
+        if (name->kind != CJasonToken::Comma) return Close(CJasonToken::RightBrace);
+        level.commaRead = true;
+        name = TokenIn(tokens_, ++pos_);
+        if (name == nullptr) return false;
+      } else if (!level.commaRead && name->kind == CJasonToken::RightBrace) {
+        return Close(CJasonToken::RightBrace);
+      }
+      level.afterMember = true;
+      if (name->kind != CJasonToken::String || !IsKindIn(tokens_, pos_ + 1, CJasonToken::Colon)) return false;
+      const CJasonToken* token = TokenIn(tokens_, pos_ + 2);
+      if (token == nullptr) return false;
+      std::unique_ptr<CJasonTreePair> pair(new CJasonTreePair);
+      pair->name = MakeLeaf<CJasonTreeString>(name);
+      pair->start = name->start;
+      if (IsOpening(token)) {
+        CJasonTreeObjectOrArray* child = OpenContainer(token);
+        pair->value = child;
+        CJasonTreePair* linked = pair.get();
+        Append(object->pairs, pair.release());
+        pos_ += 3;
+        open_.push_back({child, linked, false, false});  // `level` is not used after this
+        return true;
+      }
+      pair->value = MakeLeafValue(token);
+      if (pair->value == nullptr) return false;
+      pair->end = pair->value->end;
       Append(object->pairs, pair.release());
       pos_ += 3;
-      open_.push_back({child, linked, false, false});
-      return Step::kMore;
     }
-    pair->value = MakeLeafValue(token);
-    if (pair->value == nullptr) return Step::kFail;
-    pair->end = pair->value->end;
-    Append(object->pairs, pair.release());
-    pos_ += 3;
-    return Step::kMore;
   }
 
-  // The innermost container's closing token: sets its end (and its pair's)
-  // and closes it.
-  Step Close() {
+  // The innermost container's closing token, of kind `close`: sets its end
+  // (and its pair's) and pops it.
+  bool Close(CJasonToken::TokenKind close) {
     const Level& level = open_.back();
-    const CJasonToken* token = TokenIn(tokens_, pos_);
-    if (token == nullptr || token->kind != CloseKind(level)) return Step::kFail;
+    const CJasonToken* token = Token();
+    if (token == nullptr || token->kind != close) return false;
     level.container->end = token->end;
     if (level.pair != nullptr) level.pair->end = token->end;
     ++pos_;
     open_.pop_back();
-    return open_.empty() ? Step::kDone : Step::kMore;
+    return true;
   }
 
   const Tokens& tokens_;
