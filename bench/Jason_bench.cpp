@@ -21,6 +21,7 @@
 #include <benchmark/benchmark.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <new>
@@ -30,6 +31,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 #include <sstream>
+#include <cstdint>
 #include <string>
 
 #include "JasonParser/JasonParser.h"
@@ -115,6 +117,21 @@ void JasonEncode(benchmark::State& state, bool compact) {
     }
   }
   delete root;
+}
+
+// 100,000 nested arrays, parsed and deleted: the cost of the parser's work
+// stack per level (no document of the agents nests like this).
+void BM_JasonParseDeep(benchmark::State& state) {
+  const int depth = 100000;
+  std::string text = std::string(depth, '[') + std::string(depth, ']');
+  for (auto _ : state) {
+    CJasonParser parser;
+    CJasonTreeRoot* root = parser.ParseJasonText(text);
+    if (root == nullptr) state.SkipWithError("parse failed");
+    benchmark::DoNotOptimize(root);
+    delete root;
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(text.size()));
 }
 
 void BM_JasonEncodeCompact(benchmark::State& state) { JasonEncode(state, true); }
@@ -208,6 +225,7 @@ void BM_RapidJsonPrettyWriter(benchmark::State& state) {
 }
 
 BENCHMARK(BM_JasonParse)->DenseRange(0, 2);
+BENCHMARK(BM_JasonParseDeep);
 BENCHMARK(BM_NlohmannParse)->DenseRange(0, 2);
 BENCHMARK(BM_RapidJsonParse)->DenseRange(0, 2);
 BENCHMARK(BM_JasonEncodeCompact)->DenseRange(0, 2);
