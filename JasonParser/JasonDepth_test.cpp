@@ -1,110 +1,97 @@
-// Depth: documents parse as deep as the calling thread's stack allows and
-// fail cleanly beyond it, on the default stack and on a small thread stack;
-// trees of any depth (built by program code) are encoded, searched and
-// deleted without exhausting the machine stack.
+// Depth: documents of any depth parse (the parser keeps its open containers
+// on the heap), and trees of any depth, parsed or built by program code, are
+// encoded, searched and deleted without using the machine stack per level.
+// The same inputs on every kind of stack are in JasonStacks_test.cpp.
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 
 #include "JasonParser/JasonElementFinder.h"
 #include "JasonParser/JasonParser.h"
-#include "JasonParser/JasonTestDump.h"
-#include "Utils/ThreadWithStack.h"
+#include "testing/AllocationFaults.h"
+#include "testing/JasonTestDump.h"
 
 namespace {
 
 std::string NestedArrays(int depth) { return std::string(depth, '[') + std::string(depth, ']'); }
 
-std::string NestedObjects(int depth) {
+std::string Repeat(const std::string& piece, int times) {
   std::string text;
-  for (int i = 0; i < depth; ++i) text += "{\"a\":";
-  text += "1";
-  text += std::string(depth, '}');
+  text.reserve(piece.size() * static_cast<std::size_t>(times));
+  for (int i = 0; i < times; ++i) text += piece;
   return text;
 }
 
-bool Parses(std::string text) {
-  CJasonParser parser;
-  CJasonTreeRoot* root = parser.ParseJasonText(text);
-  const bool ok = root != nullptr;
-  delete root;
-  return ok;
-}
-
-// Runs `body` on a new thread whose stack is `stackBytes` large and waits
-// for it.
-void RunOnThread(std::size_t stackBytes, const std::function<void()>& body) {
-  ASSERT_TRUE(RunOnThreadWithStack(stackBytes, body));
-}
-
-TEST(JasonDepth, HundredThousandNestedArraysParseOnTheDefaultStack) {
-  SKIP_DEEP_RECURSION_UNDER_THREAD_SANITIZER();
-  auto check = [] {
-    EXPECT_TRUE(Parses(NestedArrays(100000)));
-    EXPECT_FALSE(Parses(std::string(100000, '[')));  // never closed
-    EXPECT_FALSE(Parses(NestedArrays(100000) + "]"));
+TEST(JasonDepth, MillionLevelsParseEncodeAndDelete) {
+  // A million levels of arrays, then of objects: a tree in every build
+  // (memory, not the stack, bounds the depth), with the exact compact text;
+  // deleting it frees every block.
+  const int depth = 1000000;
+  struct Row {
+    std::string text;
+    std::string compact;
   };
-  if (kSanitizerFrames) {
-    // The sanitizer build is unoptimised and AddressSanitizer pads every
-    // frame, so a level takes several times the stack of the shipped build;
-    // there the same input runs on a thread with a stack large enough for it.
-    RunOnThread(256u * 1024 * 1024, check);
-  } else {
-    check();
-  }
-}
-
-TEST(JasonDepth, DeepObjectsAndMixedNestingParse) {
-  SKIP_DEEP_RECURSION_UNDER_THREAD_SANITIZER();
-  auto check = [] {
-    EXPECT_TRUE(Parses(NestedObjects(10000)));
-    std::string mixed;
-    for (int i = 0; i < 10000; ++i) mixed += "{\"k\":[";
-    mixed += "0";
-    for (int i = 0; i < 10000; ++i) mixed += "]}";
-    EXPECT_TRUE(Parses(mixed));
-    EXPECT_FALSE(Parses(mixed + "]"));
+  const Row rows[] = {
+      {NestedArrays(depth), Repeat("[ ", depth) + std::string(depth, ']')},
+      {Repeat("{\"k\":", depth) + "null" + std::string(depth, '}'), Repeat("{ \"k\" : ", depth) + "null" + std::string(depth, '}')},
   };
-  if (kSanitizerFrames) {
-    RunOnThread(256u * 1024 * 1024, check);  // as above: bigger frames there
-  } else {
-    check();
+  for (const Row& row : rows) {
+    std::string text = row.text;
+    const long start = orvtest::LiveBlocksOnThisThread();
+    CJasonTreeRoot* root;
+    {
+      CJasonParser parser;
+      root = parser.ParseJasonText(text);
+    }
+    ASSERT_NE(root, nullptr);
+    std::string out;
+    root->EncodeToString(out, true, 0);
+    EXPECT_TRUE(out == row.compact) << "size " << out.size() << ", expected " << row.compact.size();
+    std::string().swap(out);  // frees its block (assigning an empty string would keep it)
+    delete root;
+    EXPECT_EQ(orvtest::LiveBlocksOnThisThread(), start);
   }
-}
-
-TEST(JasonDepth, DeepDocumentsFailCleanlyOnASmallThreadStack) {
-  RunOnThread(256u * 1024, [] {
-    EXPECT_FALSE(Parses(NestedArrays(100000)));
-    EXPECT_FALSE(Parses(NestedObjects(100000)));
-    EXPECT_FALSE(Parses(std::string(100000, '[')));
-    std::string mixed;
-    for (int i = 0; i < 50000; ++i) mixed += "[{\"k\":";
-    EXPECT_FALSE(Parses(mixed));
-  });
-}
-
-TEST(JasonDepth, ShallowDocumentsStillParseOnASmallThreadStack) {
-  RunOnThread(kSmallStackAboveMargin, [] {
-    EXPECT_TRUE(Parses(NestedArrays(100)));
-    EXPECT_TRUE(Parses(NestedObjects(100)));
-  });
 }
 
 TEST(JasonDepth, ParserMembersWorkAfterADeepFailure) {
-  SKIP_DEEP_RECURSION_UNDER_THREAD_SANITIZER();
-  // Two million levels are beyond the default stack in every build.
+  // Two million levels, then a second array: trailing tokens fail the text.
   CJasonParser parser;
   std::string text = NestedArrays(2000000) + " []";
   EXPECT_EQ(parser.ParseJasonText(text), nullptr);
-  // The parser keeps nothing of the failed descent: its members still
-  // accept the last (shallow) array.
-  int index = 4000000;
+  // The parser keeps nothing of the failed parse: its members still accept
+  // the deep array and the last (shallow) one.
+  int index = 0;
+  CJasonTreeArray* deep = parser.ParseJasonArray(index);
+  ASSERT_NE(deep, nullptr);
+  EXPECT_EQ(index, 4000000);
+  delete deep;
   CJasonTreeArray* array = parser.ParseJasonArray(index);
   ASSERT_NE(array, nullptr);
   EXPECT_EQ(index, 4000002);
   delete array;
+}
+
+TEST(JasonDepth, DeepFailuresLeaveTheIndexAndFreeWhatWasBuilt) {
+  struct Row {
+    std::string text;
+    int firstToken;  // where the member is called
+  };
+  std::string unclosed = std::string(100000, '[');
+  std::string commaAtEnd = Repeat("{\"a\":[", 50000) + "1," + Repeat("]}", 50000);
+  std::string pairWithoutValue = "[" + Repeat("{\"a\":", 50000) + "}";
+  const Row rows[] = {{unclosed, 0}, {commaAtEnd, 0}, {pairWithoutValue, 1}};
+  for (const Row& row : rows) {
+    std::string text = row.text;
+    CJasonParser parser;
+    CJasonScanner scanner;
+    ASSERT_TRUE(scanner.ScanJasonText(text, parser.tokens));
+    const long start = orvtest::LiveBlocksOnThisThread();
+    int index = row.firstToken;
+    EXPECT_EQ(parser.ParseJasonValue(index), nullptr);
+    EXPECT_EQ(index, row.firstToken);
+    EXPECT_EQ(orvtest::LiveBlocksOnThisThread(), start);
+  }
 }
 
 // Builds arrays and objects alternately, `depth` containers in all; every
@@ -189,7 +176,6 @@ TEST(JasonDepth, DeepTreeSurvivesPrettyRoundTrip) {
 }
 
 TEST(JasonDepth, ParsedDeepAndWideDocumentSurvivesPrettyRoundTrip) {
-  SKIP_DEEP_RECURSION_UNDER_THREAD_SANITIZER();
   // Thousands of members 500 levels down: pretty lines of 2000 blanks.
   std::string text = std::string(500, '[');
   for (int i = 0; i < 6000; ++i) text += i == 0 ? "1" : ",1";
@@ -209,16 +195,26 @@ TEST(JasonDepth, ParsedDeepAndWideDocumentSurvivesPrettyRoundTrip) {
 }
 
 TEST(JasonDepth, DeepChainOfPairsAndArraysIsDeleted) {
-  // One long chain of arrays only, deleted through its top container.
+  // A million levels: arrays holding objects whose one pair holds the next
+  // array, deleted through the top container; every block comes back.
+  const long start = orvtest::LiveBlocksOnThisThread();
   CJasonTreeArray* top = new CJasonTreeArray;
   CJasonTreeArray* current = top;
-  for (int i = 0; i < 1000000; ++i) {
+  for (int i = 0; i < 500000; ++i) {
+    CJasonTreeObject* object = new CJasonTreeObject;
+    current->values.push_back(object);
+    CJasonTreePair* pair = new CJasonTreePair;
+    object->pairs.push_back(pair);
+    pair->name = CreateStringFromString("next");
     CJasonTreeArray* child = new CJasonTreeArray;
-    current->values.push_back(child);
+    pair->value = child;
     current = child;
   }
+  EXPECT_GT(orvtest::LiveBlocksOnThisThread(), start + 1000000);  // the list cells alone
+  const long calls = orvtest::NewCallsOnThisThread();
   delete top;
-  SUCCEED();
+  EXPECT_EQ(orvtest::NewCallsOnThisThread(), calls);
+  EXPECT_EQ(orvtest::LiveBlocksOnThisThread(), start);
 }
 
 }  // namespace

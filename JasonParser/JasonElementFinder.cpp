@@ -1,5 +1,6 @@
 #include "JasonParser/JasonElementFinder.h"
 
+#include <new>
 #include <vector>
 
 namespace {
@@ -52,6 +53,14 @@ void RecordObject(const CJasonTreeObject* object,
 CJasonElementFinder::~CJasonElementFinder() = default;
 
 void CJasonElementFinder::Visit(CJasonTreeNode* node) {
+  try {
+    Walk(node);
+  } catch (const std::bad_alloc&) {
+    elements.clear();  // a partial index would answer wrongly; an empty one answers "nothing sent"
+  }
+}
+
+void CJasonElementFinder::Walk(CJasonTreeNode* node) {
   // Children are walked before their object is recorded: an object's entry
   // depends only on its own pairs, so recording it once all of them have
   // been walked gives the same order as recording it right after its last

@@ -26,12 +26,18 @@ class CJasonElementFinder {
   // "relInfo" member wins. Objects are recorded after the objects nested in
   // them and in document order, so for a repeated identifier the object
   // finished last (an outer one, or a later sibling) wins. Pair names are
-  // never visited. The walk uses an explicit stack: any depth is safe.
+  // never visited. The walk keeps its open containers on a heap stack: any
+  // depth is safe on any machine stack. When memory runs out, `elements` is
+  // left empty; nothing throws.
   void Visit(CJasonTreeNode* node);
 
   // Identifier to the "relInfo" value of the last object carrying it.
   // Non-owning: the tree must outlive every use of the map.
   std::map<std::string, CJasonTreeValue*> elements;
+
+ private:
+  // The body of Visit. Throws std::bad_alloc.
+  void Walk(CJasonTreeNode* node);
 };
 
 #endif  // JASONPARSER_JASONELEMENTFINDER_H_

@@ -6,7 +6,7 @@
 #include <type_traits>
 
 #include "JasonParser/JasonParser.h"
-#include "JasonParser/JasonTestDump.h"
+#include "testing/JasonTestDump.h"
 
 namespace {
 

@@ -13,9 +13,14 @@
 // that the output string is reserved once for what is appended (repeated
 // growth of a large string costs more than the counting walk), then over the
 // buffered writer.
+//
+// When memory runs out (the output string or the stack of open containers
+// cannot grow), the output is cut back to what it held before the call: a
+// failed encoding appends nothing, and nothing throws.
 
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -330,27 +335,41 @@ class Encoder {
   std::vector<OpenContainer> open_;
 };
 
+// Runs `write`, which appends to `out`; if memory runs out, cuts `out` back
+// to its size before (shrinking allocates nothing).
+template <typename Write>
+void AppendAllOrNothing(std::string& out, Write write) {
+  const std::size_t before = out.size();
+  try {
+    write();
+  } catch (const std::bad_alloc&) {
+    out.resize(before);
+  }
+}
+
 // Appends the text of `node` to `out`: counts it first and makes room for
 // it (with an eighth more for escapes), growing the string at least
 // geometrically so that repeated appends stay linear, then writes it.
 void Encode(std::string& out, const CJasonTreeNode* node, bool compact, int level) {
-  ByteCounter counter;
-  Encoder<ByteCounter>(counter).Run(node, compact, level);
-  const std::size_t needed = out.size() + counter.total() + counter.total() / 8;
-  if (needed > out.capacity()) out.reserve(needed > 2 * out.size() ? needed : 2 * out.size());
-  BufferedOutput writer(out);
-  Encoder<BufferedOutput>(writer).Run(node, compact, level);
+  AppendAllOrNothing(out, [&] {
+    ByteCounter counter;
+    Encoder<ByteCounter>(counter).Run(node, compact, level);
+    const std::size_t needed = out.size() + counter.total() + counter.total() / 8;
+    if (needed > out.capacity()) out.reserve(needed > 2 * out.size() ? needed : 2 * out.size());
+    BufferedOutput writer(out);
+    Encoder<BufferedOutput>(writer).Run(node, compact, level);
+  });
 }
 
 }  // namespace
 
 void EndLine(std::string& out, bool compact) {
-  if (!compact) out.append("\r\n", 2);
+  if (!compact) AppendAllOrNothing(out, [&] { out.append("\r\n", 2); });
 }
 
 void AddSpaces(std::string& out, bool compact, int level) {
   if (compact || level <= 0) return;
-  out.append(static_cast<std::size_t>(level) * 4u, ' ');
+  AppendAllOrNothing(out, [&] { out.append(Indent(level), ' '); });
 }
 
 void CJasonTreeRoot::EncodeToString(std::string& out, bool compact, int level) {
@@ -370,18 +389,24 @@ void CJasonTreeArray::EncodeToString(std::string& out, bool compact, int level) 
 }
 
 void CJasonTreeString::EncodeToString(std::string& out, bool compact, int level) {
-  AddSpaces(out, compact, level);
-  BufferedOutput buffered(out);
-  PutQuoted(buffered, text);
-  buffered.Flush();
+  AppendAllOrNothing(out, [&] {
+    if (!compact) out.append(Indent(level), ' ');  // as AddSpaces, but throwing
+    BufferedOutput buffered(out);
+    PutQuoted(buffered, text);
+    buffered.Flush();
+  });
 }
 
 void CJasonTreeNumber::EncodeToString(std::string& out, bool compact, int level) {
-  AddSpaces(out, compact, level);
-  out += text;
+  AppendAllOrNothing(out, [&] {
+    if (!compact) out.append(Indent(level), ' ');  // as AddSpaces, but throwing
+    out += text;
+  });
 }
 
 void CJasonTreeConst::EncodeToString(std::string& out, bool compact, int level) {
-  AddSpaces(out, compact, level);
-  out += text;
+  AppendAllOrNothing(out, [&] {
+    if (!compact) out.append(Indent(level), ' ');  // as AddSpaces, but throwing
+    out += text;
+  });
 }

@@ -2,15 +2,14 @@
 #define JASONPARSER_JASONPARSER_H_
 
 // The JSON parser: turns a JSON text into a tree (JasonTree.h) by scanning it
-// into tokens (JasonScanner.h) and descending recursively over them.
+// into tokens (JasonScanner.h) and building the tree over them.
 //
 // A document is an object or an array that uses every token. Containers may
-// nest as deep as the calling thread's stack allows: before it descends into
-// an object or array the parser checks the stack left (Utils/StackRoom.h),
-// and a document nested deeper fails like any other invalid one, so no input
-// can exhaust the machine stack. Each level of arrays costs one small frame
-// (ParseJasonValue passes containers on as a tail call), each level of
-// objects two. Failure is a null result with no message and no position.
+// nest to any depth that memory allows: the parser keeps the containers it
+// has opened on a work stack of its own on the heap, never on the machine
+// stack, so the depth a document can have does not depend on the stack of
+// the calling thread. Failure is a null result with no message and no
+// position; running out of memory is such a failure too (nothing throws).
 
 #include <vector>
 
@@ -30,7 +29,7 @@ class CJasonParser {
   // Scans `text` into `tokens` and parses them from index 0. Returns a new
   // root (owned by the caller) whose value is the top object or array, or
   // null when the text does not scan, is not one object or array, leaves
-  // tokens over, or nests deeper than the stack allows. A parser is meant
+  // tokens over, or memory runs out. A parser is meant
   // for one text: tokens are never cleared, so a second call appends to the
   // first call's tokens and fails. The tree shares nothing with the tokens:
   // leaves hold copies of the token texts, and the tokens are never changed.
@@ -38,8 +37,9 @@ class CJasonParser {
 
   // Each parses one construct starting at token `index`. On success returns a
   // new node (owned by the caller) and advances `index` past what it used; on
-  // failure returns null, leaves `index` and the tokens as they were and has
-  // deleted whatever it built.
+  // failure (memory running out included) returns null, leaves `index` and
+  // the tokens as they were and has deleted whatever it built. None of them
+  // recurses: nested containers are parsed by one loop over a heap stack.
   //
   // The document: "{" or "[" at index 0, and nothing after the value.
   CJasonTreeRoot* ParseJasonRoot(int& index);

@@ -5,7 +5,8 @@
 #include <string>
 #include <type_traits>
 
-#include "JasonParser/JasonTestDump.h"
+#include "testing/AllocationFaults.h"
+#include "testing/JasonTestDump.h"
 
 namespace {
 
@@ -142,8 +143,8 @@ TEST(JasonParser, PositionsOfEveryNodeKind) {
 }
 
 TEST(JasonParser, DeletingRootFreesTreeAndParserFreesTokens) {
-  // The sanitize build reports leaks if either owner forgets something.
   std::string text = "{\"a\":[1,{\"b\":\"a string longer than the inline buffer\"}],\"c\":{}}";
+  const long start = orvtest::LiveBlocksOnThisThread();
   CJasonParser* parser = new CJasonParser;
   CJasonTreeRoot* root = parser->ParseJasonText(text);
   ASSERT_NE(root, nullptr);
@@ -152,6 +153,7 @@ TEST(JasonParser, DeletingRootFreesTreeAndParserFreesTokens) {
   EXPECT_EQ(DumpJasonTree(root),
             "root({\"a\":[#1,{\"b\":\"a string longer than the inline buffer\"}],\"c\":{}})");
   delete root;
+  EXPECT_EQ(orvtest::LiveBlocksOnThisThread(), start);
 }
 
 TEST(JasonParser, FailedParseKeepsTokensForTheParserToFree) {

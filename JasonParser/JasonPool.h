@@ -26,9 +26,13 @@
 //   size) would stay allocated. The library builds and deletes every tree
 //   within one call on one thread, so this does not arise there.
 //
-// In AddressSanitizer builds the same code runs; free slots and the unused
-// part of a chunk are poisoned, so a use of a freed node or token is
-// reported as a use after poison.
+// The per-thread state is plain thread_local data of the default TLS model
+// (no initial-exec TLS, which a library loaded with dlopen must not need),
+// zero at the start of every thread and holding no memory between calls.
+//
+// In AddressSanitizer builds the pool is bypassed: every node and token is a
+// block of its own from the global operator new, so that LeakSanitizer
+// reports a single leaked node and AddressSanitizer a use after free.
 
 #include <cstddef>
 
@@ -45,5 +49,10 @@ void JasonPoolFree(void* p, std::size_t size) noexcept;
 // there). 0 on a thread whose nodes and tokens are all freed, when none
 // crossed threads.
 long JasonPoolChunkBalanceOfThisThread() noexcept;
+
+// False in AddressSanitizer builds, where JasonPoolAllocate and JasonPoolFree
+// go straight to the global operator new and delete (and the chunk balance
+// stays 0); true elsewhere.
+bool JasonPoolIsInUse() noexcept;
 
 #endif  // JASONPARSER_JASONPOOL_H_

@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "JasonParser/JasonPool.h"
 
@@ -118,12 +119,23 @@ std::size_t DecodeEscapedString(const std::string& text, std::size_t index, std:
   return 0;
 }
 
+// A new token, or null when memory runs out.
+CJasonToken* NewToken(CJasonToken::TokenKind kind, const char* bytes, std::size_t length, int start,
+                      int end) {
+  try {
+    return new CJasonToken(kind, bytes, length, start, end);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 CJasonToken* ScanWord(std::string& text, int& pos, const char* word, CJasonToken::TokenKind kind) {
   if (!IsScannablePosition(text, pos)) return nullptr;
   const std::size_t length = std::strlen(word);
   if (text.compare(static_cast<std::size_t>(pos), length, word) != 0) return nullptr;
   const int end = pos + static_cast<int>(length);
-  CJasonToken* token = new CJasonToken(kind, word, length, pos, end);
+  CJasonToken* token = NewToken(kind, word, length, pos, end);
+  if (token == nullptr) return nullptr;
   pos = end;
   return token;
 }
@@ -147,7 +159,8 @@ void CJasonToken::operator delete(void* p, std::size_t size) noexcept { JasonPoo
 
 CJasonScanner::~CJasonScanner() = default;
 
-bool CJasonScanner::ScanJasonText(std::string& text, std::vector<CJasonToken*>& tokens) {
+// The body of ScanJasonText. Throws std::bad_alloc.
+static bool ScanAll(CJasonScanner& scanner, std::string& text, std::vector<CJasonToken*>& tokens) {
   if (text.size() > kMaxTextSize) return false;
   // Typical documents have fewer tokens than a quarter of their bytes;
   // reserving that much (up to a million tokens) saves most regrowth of the
@@ -181,19 +194,19 @@ bool CJasonScanner::ScanJasonText(std::string& text, std::vector<CJasonToken*>& 
         break;
       }
       case '"':
-        token = ScanJasonString(text, pos);
+        token = scanner.ScanJasonString(text, pos);
         break;
       case 't':
-        token = ScanJasonConstTrue(text, pos);
+        token = scanner.ScanJasonConstTrue(text, pos);
         break;
       case 'f':
-        token = ScanJasonConstFalse(text, pos);
+        token = scanner.ScanJasonConstFalse(text, pos);
         break;
       case 'n':
-        token = ScanJasonConstNull(text, pos);
+        token = scanner.ScanJasonConstNull(text, pos);
         break;
       default:
-        if (byte == '-' || IsDigit(byte)) token = ScanJasonNumber(text, pos);
+        if (byte == '-' || IsDigit(byte)) token = scanner.ScanJasonNumber(text, pos);
         break;
     }
     if (token == nullptr) return false;
@@ -202,34 +215,46 @@ bool CJasonScanner::ScanJasonText(std::string& text, std::vector<CJasonToken*>& 
   return true;
 }
 
+bool CJasonScanner::ScanJasonText(std::string& text, std::vector<CJasonToken*>& tokens) {
+  try {
+    return ScanAll(*this, text, tokens);
+  } catch (const std::bad_alloc&) {
+    return false;  // the tokens made so far stay with the vector's owner
+  }
+}
+
 CJasonToken* CJasonScanner::ScanJasonString(std::string& text, int& pos) {
   if (!IsScannablePosition(text, pos) || text[static_cast<std::size_t>(pos)] != '"') return nullptr;
-  const std::size_t size = text.size();
-  const char* data = text.data();
-  const std::size_t bodyStart = static_cast<std::size_t>(pos) + 1;
-  // The body up to the first quote or backslash, found with memchr.
-  const void* quote = std::memchr(data + bodyStart, '"', size - bodyStart);
-  const std::size_t quoteAt =
-      quote != nullptr ? static_cast<std::size_t>(static_cast<const char*>(quote) - data) : size;
-  const void* backslash = std::memchr(data + bodyStart, '\\', quoteAt - bodyStart);
-  const std::size_t index =
-      backslash != nullptr ? static_cast<std::size_t>(static_cast<const char*>(backslash) - data)
-                           : quoteAt;
-  if (index >= size) return nullptr;
-  CJasonToken* token;
-  if (data[index] == '"') {
-    // No escapes: the text is the bytes between the quotes.
-    token = new CJasonToken(CJasonToken::String, data + bodyStart, index - bodyStart, pos,
-                            static_cast<int>(index + 1));
-  } else {
-    std::string decoded(data + bodyStart, index - bodyStart);
-    const std::size_t closing = DecodeEscapedString(text, index, decoded);
-    if (closing == 0) return nullptr;
-    token = new CJasonToken(CJasonToken::String, "", 0, pos, static_cast<int>(closing + 1));
-    token->text.swap(decoded);
+  try {
+    const std::size_t size = text.size();
+    const char* data = text.data();
+    const std::size_t bodyStart = static_cast<std::size_t>(pos) + 1;
+    // The body up to the first quote or backslash, found with memchr.
+    const void* quote = std::memchr(data + bodyStart, '"', size - bodyStart);
+    const std::size_t quoteAt =
+        quote != nullptr ? static_cast<std::size_t>(static_cast<const char*>(quote) - data) : size;
+    const void* backslash = std::memchr(data + bodyStart, '\\', quoteAt - bodyStart);
+    const std::size_t index =
+        backslash != nullptr ? static_cast<std::size_t>(static_cast<const char*>(backslash) - data)
+                             : quoteAt;
+    if (index >= size) return nullptr;
+    CJasonToken* token;
+    if (data[index] == '"') {
+      // No escapes: the text is the bytes between the quotes.
+      token = new CJasonToken(CJasonToken::String, data + bodyStart, index - bodyStart, pos,
+                              static_cast<int>(index + 1));
+    } else {
+      std::string decoded(data + bodyStart, index - bodyStart);
+      const std::size_t closing = DecodeEscapedString(text, index, decoded);
+      if (closing == 0) return nullptr;
+      token = new CJasonToken(CJasonToken::String, "", 0, pos, static_cast<int>(closing + 1));
+      token->text.swap(decoded);
+    }
+    pos = token->end;
+    return token;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
   }
-  pos = token->end;
-  return token;
 }
 
 CJasonToken* CJasonScanner::ScanJasonNumber(std::string& text, int& pos) {
@@ -279,14 +304,24 @@ CJasonToken* CJasonScanner::ScanJasonConstNull(std::string& text, int& pos) {
 void NormalizeJasonText(std::string& text) {
   if (text.find("--") == std::string::npos) return;
   std::string normalized;
-  normalized.reserve(text.size() + text.size() / 4);
-  const std::size_t size = text.size();
-  for (std::size_t i = 0; i < size; ++i) {
-    if (text[i] == '-' && i + 1 < size && text[i + 1] == '-') {
-      normalized.append("\\u002D", 6);
-    } else {
-      normalized += text[i];
+  try {
+    normalized.reserve(text.size() + text.size() / 4);
+  } catch (const std::bad_alloc&) {
+    return;  // memory ran out: the text stays as it was
+  }
+  // Each "--" adds five bytes; a text made mostly of hyphens may outgrow the
+  // reservation.
+  try {
+    const std::size_t size = text.size();
+    for (std::size_t i = 0; i < size; ++i) {
+      if (text[i] == '-' && i + 1 < size && text[i + 1] == '-') {
+        normalized.append("\\u002D", 6);
+      } else {
+        normalized += text[i];
+      }
     }
+  } catch (const std::bad_alloc&) {
+    return;
   }
   text.swap(normalized);
 }

@@ -62,13 +62,14 @@ class CJasonScanner {
   // Appends the tokens of `text` to `tokens` as new heap objects owned by
   // whoever owns the vector. Returns true when the whole text was scanned
   // (an empty text or one of blanks gives no tokens), false at the first
-  // byte that cannot begin or continue a token; the tokens made before the
-  // failure stay in the vector. Blanks are space, tab, CR and LF.
+  // byte that cannot begin or continue a token or when memory runs out; the
+  // tokens made before the failure stay in the vector. Blanks are space,
+  // tab, CR and LF. Nothing throws.
   bool ScanJasonText(std::string& text, std::vector<CJasonToken*>& tokens);
 
   // Each reads one token starting at `pos`. On success returns the new token
-  // (owned by the caller) and sets `pos` to its end; on failure returns null
-  // and leaves `pos` unchanged.
+  // (owned by the caller) and sets `pos` to its end; on failure (memory
+  // running out included) returns null and leaves `pos` unchanged.
   //
   // A string: escapes \" \\ \/ \b \f \n \r \t and \uXXXX; a \u escape adds
   // one byte, the low 8 bits of its code (no UTF-8 is produced). Raw control
@@ -86,7 +87,7 @@ class CJasonScanner {
 // Rewrites `text` in place so that it holds no "--": a "-" followed by
 // another "-" becomes the six characters \u002D (the last "-" of a run is
 // kept). Inside a JSON string this is an equivalent escape; valid JSON has
-// no "--" anywhere else.
+// no "--" anywhere else. When memory runs out the text is left unchanged.
 void NormalizeJasonText(std::string& text);
 
 #endif  // JASONPARSER_JASONSCANNER_H_

@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "JasonParser/JasonTestDump.h"
+#include "testing/JasonTestDump.h"
 
 namespace {
 

@@ -7,8 +7,9 @@
 // child: every node is made with `new`, linked into exactly one parent, and
 // freed when its top node (a CJasonTreeRoot, or the top container where no
 // root was made) is deleted. Deleting a tree, encoding it and searching it use
-// a bounded amount of machine stack whatever its depth, and deleting it
-// allocates nothing.
+// a bounded amount of machine stack whatever its depth (their walks keep
+// their work on the heap, or in the tree's own lists), and deleting it
+// allocates nothing, so it works while memory is short.
 //
 // A tree belongs to the call that built it and is not locked; trees of
 // different threads are independent (node memory comes from per-thread
@@ -37,7 +38,10 @@ class CJasonTreeNode {
 
   // Appends (never assigns) the node's JSON text to `out`. `compact` true
   // writes no line breaks and no indentation; `level` is the nesting depth
-  // used for indentation (0 for the top node). See JasonEncoder.cpp.
+  // used for indentation (0 for the top node). See JasonEncoder.cpp. The
+  // walk keeps its open containers on a heap stack, so any depth encodes on
+  // any machine stack. When memory runs out it appends nothing: `out` keeps
+  // the text it had. Nothing throws.
   virtual void EncodeToString(std::string& out, bool compact, int level) = 0;
 
   CJasonTreeNode(const CJasonTreeNode&) = delete;

@@ -4,6 +4,8 @@
 
 #include <type_traits>
 
+#include "testing/AllocationFaults.h"
+
 namespace {
 
 TEST(JasonTree, ConstructorsSetKindAndClearFields) {
@@ -44,8 +46,12 @@ TEST(JasonTree, KindCodesMatchEnumeration) {
   EXPECT_EQ(sizeof(CJasonTreeNode::kind), 4u);
 }
 
+// Every block a test allocates on this thread is freed again when the blocks
+// still alive return to their count before the test built anything. (Pool
+// chunks are blocks too, and go back once their last node is freed.)
+
 TEST(JasonTree, DeletingObjectWithNullNamesOrValuesDeletesWhatIsPresent) {
-  // The sanitize build reports a leak or a double free if this goes wrong.
+  const long start = orvtest::LiveBlocksOnThisThread();
   CJasonTreeObject* object = new CJasonTreeObject;
   CJasonTreePair* noName = new CJasonTreePair;
   noName->value = CreateStringFromString("v");
@@ -60,15 +66,18 @@ TEST(JasonTree, DeletingObjectWithNullNamesOrValuesDeletesWhatIsPresent) {
   object->pairs.push_back(noValue);
   object->pairs.push_back(neither);
   object->pairs.push_back(nestedNoName);
+  EXPECT_GT(orvtest::LiveBlocksOnThisThread(), start);
   delete object;
-  SUCCEED();
+  EXPECT_EQ(orvtest::LiveBlocksOnThisThread(), start);
 }
 
 TEST(JasonTree, DeletingRootWithNullValueFreesOnlyTheRoot) {
+  const long start = orvtest::LiveBlocksOnThisThread();
   CJasonTreeRoot* root = new CJasonTreeRoot;
   ASSERT_EQ(root->value, nullptr);
+  EXPECT_EQ(orvtest::LiveBlocksOnThisThread(), start + 1);  // the root, or the pool chunk holding it
   delete root;
-  SUCCEED();
+  EXPECT_EQ(orvtest::LiveBlocksOnThisThread(), start);
 }
 
 TEST(JasonTree, CreatePairFromStringsKeepsNameBytesUnescaped) {
@@ -116,6 +125,7 @@ TEST(JasonTree, NodesAreNotCopyable) {
 }
 
 TEST(JasonTree, DeletingWideTreeFreesEverything) {
+  const long start = orvtest::LiveBlocksOnThisThread();
   CJasonTreeRoot* root = new CJasonTreeRoot;
   CJasonTreeArray* array = new CJasonTreeArray;
   root->value = array;
@@ -129,8 +139,9 @@ TEST(JasonTree, DeletingWideTreeFreesEverything) {
     object->pairs.push_back(nested);
     array->values.push_back(object);
   }
+  EXPECT_GT(orvtest::LiveBlocksOnThisThread(), start + 1000);  // at least the list cells
   delete root;
-  SUCCEED();
+  EXPECT_EQ(orvtest::LiveBlocksOnThisThread(), start);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-#ifndef JASONPARSER_JASONTESTDUMP_H_
-#define JASONPARSER_JASONTESTDUMP_H_
+#ifndef TESTING_JASONTESTDUMP_H_
+#define TESTING_JASONTESTDUMP_H_
 
 // Test helpers: short, unambiguous texts of trees and tokens, so that tests
 // can compare a whole structure with one hand-written line.
@@ -30,4 +30,4 @@ std::string DumpJasonTokens(const std::vector<CJasonToken*>& tokens);
 // Quotes bytes as DumpJasonTree does for strings (without the quotes).
 std::string DumpJasonBytes(const std::string& bytes);
 
-#endif  // JASONPARSER_JASONTESTDUMP_H_
+#endif  // TESTING_JASONTESTDUMP_H_

@@ -1,4 +1,4 @@
-#include "JasonParser/JasonTestDump.h"
+#include "testing/JasonTestDump.h"
 
 #include <iterator>
 

@@ -7,8 +7,8 @@ JSONTestSuite parsing corpus; where the answer differs from the file's y_/n_
 prefix, or the file is implementation-defined (i_), a one-line reason names
 the rule that decides. Run from the repository root:
 
-    python3 JasonParser/derive_conformance_expectations.py \
-        ../shared/data/JSONTestSuite/test_parsing > JasonParser/conformance_expectations.txt
+    python3 testing/derive_conformance_expectations.py \
+        ../shared/data/JSONTestSuite/test_parsing > testing/conformance_expectations.txt
 """
 import os
 import sys
