@@ -1,54 +1,72 @@
 #include "ControlInfoParser/CIExpression.h"
 
-#include <vector>
-
 namespace {
 
-// Moves the children of `node` (not their children) onto `pending`, leaving
-// `node` without any, so that deleting it deletes nothing else.
-void TakeChildren(CCIExpression* node, std::vector<CCIExpression*>& pending) {
-  switch (node->kind) {
-    case kCIInstanceExpr: {
-      auto& args = static_cast<CCIInstanceExpr*>(node)->arguments;
-      for (CCIExpression* child : args) pending.push_back(child);
-      args.clear();
-      break;
-    }
-    case kCIAssignmentExpr: {
-      auto* assignment = static_cast<CCIAssignmentExpr*>(node);
-      if (assignment->value != nullptr) pending.push_back(assignment->value);
-      assignment->value = nullptr;
-      break;
-    }
-    case kCIListExpr: {
-      auto& items = static_cast<CCIListExpr*>(node)->items;
-      for (CCIExpression* child : items) pending.push_back(child);
-      items.clear();
-      break;
-    }
-    case kCIStringValue:
-      break;
-  }
-}
+// Deletes nodes without recursing through the destructors and without
+// allocating, so that a tree of any depth can be freed on a small stack and
+// while memory is short (an allocation failure in a destructor would end
+// the process).
+//
+// Before a node is deleted, its children are taken out of it: the items or
+// arguments of a list or instance are spliced into the reaper's own list
+// (splicing relinks the list nodes and allocates nothing), and the value of
+// an assignment is deleted next, in the same loop. So every destructor that
+// `delete` runs meets an empty list or a null value.
+class ExpressionReaper {
+ public:
+  ExpressionReaper() = default;
+  ExpressionReaper(const ExpressionReaper&) = delete;
+  ExpressionReaper& operator=(const ExpressionReaper&) = delete;
 
-// Deletes the subtrees in `pending` with an explicit work list instead of
-// recursion: each node is emptied before its destructor runs, so the stack
-// depth stays constant whatever the depth of the tree.
-void DeleteSubtrees(std::vector<CCIExpression*>& pending) {
-  while (!pending.empty()) {
-    CCIExpression* node = pending.back();
-    pending.pop_back();
-    if (node == nullptr) continue;
-    TakeChildren(node, pending);
-    delete node;  // through the virtual destructor; it finds no children
+  // Deletes every node taken so far.
+  ~ExpressionReaper() {
+    while (!pending_.empty()) {
+      CCIExpression* node = pending_.front();
+      pending_.pop_front();
+      Delete(node);
+    }
   }
-}
 
-// Deletes the children of a node that is being destroyed.
+  // Deletes `node` (null: nothing) and the chain of assignment values under
+  // it; the items and arguments met on the way wait in this reaper.
+  void Delete(CCIExpression* node) {
+    while (node != nullptr) {
+      CCIExpression* next = Take(node);
+      delete node;  // through the virtual destructor; it finds no children
+      node = next;
+    }
+  }
+
+  // Takes the children out of `node`: list members into this reaper, and an
+  // assignment's value as the result (null for every other kind).
+  CCIExpression* Take(CCIExpression* node) {
+    switch (node->kind) {
+      case kCIInstanceExpr:
+        pending_.splice(pending_.end(), static_cast<CCIInstanceExpr*>(node)->arguments);
+        return nullptr;
+      case kCIListExpr:
+        pending_.splice(pending_.end(), static_cast<CCIListExpr*>(node)->items);
+        return nullptr;
+      case kCIAssignmentExpr: {
+        auto* assignment = static_cast<CCIAssignmentExpr*>(node);
+        CCIExpression* value = assignment->value;
+        assignment->value = nullptr;
+        return value;
+      }
+      case kCIStringValue:
+        break;
+    }
+    return nullptr;
+  }
+
+ private:
+  std::list<CCIExpression*> pending_;
+};
+
+// Deletes the children of a node whose destructor is running.
 void DeleteChildrenOf(CCIExpression* node) {
-  std::vector<CCIExpression*> pending;
-  TakeChildren(node, pending);
-  DeleteSubtrees(pending);
+  ExpressionReaper reaper;
+  reaper.Delete(reaper.Take(node));
 }
 
 }  // namespace

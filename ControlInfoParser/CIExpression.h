@@ -4,8 +4,8 @@
 // Four node classes derive from CCIExpression; code tells them apart by the
 // `kind` field, never by their dynamic type. Every node owns its children:
 // deleting a node (through CCIExpression*) deletes its whole subtree. The
-// deletion does not recurse, so a tree of any depth can be destroyed on a
-// small stack.
+// deletion neither recurses nor allocates: a tree of any depth can be
+// destroyed on a small stack, and while memory is short.
 #ifndef CONTROLINFOPARSER_CIEXPRESSION_H_
 #define CONTROLINFOPARSER_CIEXPRESSION_H_
 

@@ -1,4 +1,4 @@
-// CCIParser: recursive-descent parser of ControlInfo text into a tree of
+// CCIParser: a top-down parser of ControlInfo text into a tree of
 // CCIExpression nodes.
 //
 // Grammar (token kinds of CIScanner.h):
@@ -11,20 +11,19 @@
 // never a name. Only the first complete expression of the text is parsed;
 // tokens after it are not looked at.
 //
-// Nesting has no fixed bound: lists, instances and assignments nest as deep
-// as the calling thread's stack can hold. Before each level the parser asks
-// HasStackRoom() (Utils/StackRoom.h); when the stack is nearly used up the
-// parse fails like any other invalid text, so no input can overflow the
-// stack. A level costs one frame of the list, instance or assignment
-// function (at most 64 bytes on x86-64, 48 on i386 in optimised builds), so
-// 100,000 nested lists fit in a default 8 MiB stack.
+// Nesting has no fixed bound and costs no stack: the parser keeps the nodes
+// it is still filling on a work stack of its own on the heap, so a text
+// nests as deep as memory allows, on any thread and any stack.
 //
 // Failure is reported only by a null result; every node built for a failed
-// expression is freed.
+// expression is freed. Memory running out is such a failure: no allocation
+// failure leaves a parse function.
 #ifndef CONTROLINFOPARSER_CIPARSER_H_
 #define CONTROLINFOPARSER_CIPARSER_H_
 
 #include <cstdint>
+#include <list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -39,6 +38,11 @@ class CCIParser {
   // text holds no token, or the first expression is invalid.
   CCIExpression* ParseControlInfoText(const std::string& text);
 
+  // ParseControlInfoText that also tells why there is no tree: `outcome` is
+  // kDone with a root, kInvalid when the text does not scan, holds no token
+  // or does not parse, and kOutOfMemory when an allocation failed.
+  CCIExpression* ParseControlInfoTextWithOutcome(const std::string& text, CCIOutcome& outcome);
+
   // The parse functions below read the token vector of the last
   // ParseControlInfoText at `pos` and advance `pos` past what they consume.
   // Each returns a new tree owned by the caller, or null; after a null result
@@ -46,8 +50,7 @@ class CCIParser {
 
   // One expression of any form, chosen by the token at `pos` and the one
   // after it. Null when `pos` is past the last token, when the token cannot
-  // start an expression (`pos` then stays), when the chosen form fails, or
-  // when the stack has no room for another level.
+  // start an expression (`pos` then stays), or when the chosen form fails.
   CCIExpression* ParseExpr(std::int32_t& pos);
 
   // The form functions below are what ParseExpr calls once it has chosen the
@@ -80,10 +83,35 @@ class CCIParser {
   const std::vector<CCIToken>& Tokens() const { return m_tokens; }
 
  private:
-  // Reads `{ a, b }` or `(. a, b .)` items up to the token of kind `close`,
-  // with `pos` just behind the opening token. False on any fault; the items
-  // read so far stay in `items` for the caller to free.
-  bool ParseItems(std::int32_t& pos, CCITokenKind close, std::list<CCIExpression*>& items);
+  // What a parse starts with: any expression (chosen from the tokens), or
+  // one form taken as given.
+  enum class Form { kExpr, kString, kList, kInstance, kAssignment };
+
+  // What follows inside a list or an instance.
+  enum class Next { kItem, kClosed, kFault };
+
+  class OpenNodes;
+
+  // The one parse behind every parse function: `form` at `pos`, nested
+  // forms kept on a work stack. Null with kInvalid or kOutOfMemory in
+  // `outcome` when there is no tree.
+  CCIExpression* ParseForm(std::int32_t& pos, Form form, CCIOutcome& outcome);
+  // ParseForm for the functions that only answer null.
+  CCIExpression* ParseFormOrNull(std::int32_t& pos, Form form);
+
+  // Starts `form` at `pos`: a string value is made at once and put into
+  // `done`; a list, instance or assignment is pushed onto `open` to be
+  // filled. False when the tokens do not start that form.
+  bool Begin(std::int32_t& pos, Form form, OpenNodes& open, std::unique_ptr<CCIExpression>& done);
+
+  // The form that the tokens at `pos` start, for ParseExpr; false when none.
+  bool ChooseForm(std::int32_t pos, Form& form) const;
+
+  // Inside a list or instance with the items `items`, closed by `close`:
+  // steps over the closing token (kClosed) or the separator before the next
+  // item (kItem); kFault on anything else. A separator right before the
+  // closing token faults later, as the closing token cannot start an item.
+  Next StepToItem(std::int32_t& pos, CCITokenKind close, const std::list<CCIExpression*>& items) const;
 
   bool HasToken(std::int32_t pos) const;
   CCITokenKind KindAt(std::int32_t pos) const;

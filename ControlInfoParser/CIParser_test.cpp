@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "Utils/ThreadWithStack.h"
+#include "testing/AllocationFaults.h"
+#include "testing/Stacks.h"
 
 namespace {
 
@@ -330,25 +331,30 @@ std::string Nested(const std::string& open, const std::string& inner, const std:
   return text;
 }
 
-// Deeply nested inputs, each 100,000 levels deep, with the number of nodes
-// on the way down their tree.
+// Deeply nested inputs with the number of nodes on the way down their tree
+// (0: no tree).
 struct DeepInput {
   std::string text;
   int nodes;
 };
 
-std::vector<DeepInput> DeepInputs() {
-  const int depth = 100000;
+std::vector<DeepInput> DeepInputs(int depth) {
   std::string chain;
   for (int i = 0; i < depth; ++i) chain += "a=";
   return {{Nested("{", "", "}", depth), depth},
           {Nested("{", "a", "}", depth), depth + 1},
           {Nested("X(.", "", ".)", depth), depth},
-          {chain + "b", depth + 1}};
+          {Nested("X(. a = ", "b", " .)", depth), 2 * depth + 1},
+          {chain + "b", depth + 1},
+          // Unclosed, or with a fault at the bottom: no tree.
+          {std::string(static_cast<std::size_t>(depth), '{'), 0},
+          {"{" + Nested("{", "", "}", depth), 0},
+          {Nested("{", "a,", "}", depth), 0},
+          {chain, 0}};
 }
 
 // The number of nodes from `root` down through first children, counted
-// without recursion (the dump would recurse once per level).
+// without recursion.
 int NodesDown(const CCIExpression* root) {
   int nodes = 0;
   for (const CCIExpression* e = root; e != nullptr; ++nodes) {
@@ -365,70 +371,152 @@ int NodesDown(const CCIExpression* root) {
   return nodes;
 }
 
-// Parses each of `inputs`, in order and with one parser, on a new thread
-// with a stack of `stackSize` bytes; the nodes down each tree, 0 for none.
-std::vector<int> ParseOnThread(const std::vector<std::string>& inputs, std::size_t stackSize) {
+// Parses each of `inputs`, in order and with one parser, on `stack`; the
+// nodes down each tree, 0 for none.
+std::vector<int> ParseOnStack(const std::vector<DeepInput>& inputs, const orvtest::StackKind& stack) {
   std::vector<int> nodes;
-  EXPECT_TRUE(RunOnThreadWithStack(stackSize, [&] {
+  EXPECT_TRUE(orvtest::RunOnStack(stack, [&] {
     CCIParser parser;
-    for (const std::string& text : inputs) {
-      std::unique_ptr<CCIExpression> root(parser.ParseControlInfoText(text));
+    for (const DeepInput& input : inputs) {
+      std::unique_ptr<CCIExpression> root(parser.ParseControlInfoText(input.text));
       nodes.push_back(NodesDown(root.get()));
     }
-  }));
+  })) << stack.name;
   return nodes;
 }
 
-std::vector<std::string> TextsOf(const std::vector<DeepInput>& inputs) {
-  std::vector<std::string> texts;
-  for (const DeepInput& input : inputs) texts.push_back(input.text);
-  return texts;
-}
-
-TEST(CIParserTest, HundredThousandLevelsParseOnTheDefaultStack) {
-  SKIP_DEEP_RECURSION_UNDER_THREAD_SANITIZER();
-  const std::vector<DeepInput> inputs = DeepInputs();
+// The parse keeps its work on the heap: every stack a host may call on,
+// however small or switched, gives the same trees, also 100,000 levels deep.
+TEST(CIParserTest, SameTreesOnEveryStack) {
+  std::vector<DeepInput> inputs = DeepInputs(100000);
+  inputs.push_back({"{}", 1});
+  inputs.push_back({"{ ControlInfo(. control = X(. .) .) }", 4});
+  inputs.push_back({Nested("{", "a", "}", 100), 101});
   std::vector<int> expected;
   for (const DeepInput& input : inputs) expected.push_back(input.nodes);
-  if (kSanitizerFrames) {
-    // Sanitizer frames are several times the size of those of a normal
-    // build: there the same depth gets a thread with a stack big enough for
-    // it, which runs the same code.
-    EXPECT_EQ(expected, ParseOnThread(TextsOf(inputs), kHugeThreadStack));
-    return;
+  for (const orvtest::StackKind& stack : orvtest::EveryStack()) {
+    EXPECT_EQ(expected, ParseOnStack(inputs, stack)) << stack.name;
   }
-  std::vector<int> nodes;
+}
+
+TEST(CIParserTest, ShallowDumpsAreTheSameOnEveryStack) {
+  for (const orvtest::StackKind& stack : orvtest::EveryStack()) {
+    std::vector<std::string> dumps;
+    ASSERT_TRUE(orvtest::RunOnStack(stack, [&] {
+      for (const ParseRow& row : kParses) dumps.push_back(ParseDump(row.input));
+    })) << stack.name;
+    std::size_t i = 0;
+    for (const ParseRow& row : kParses) EXPECT_EQ(row.tree, dumps[i++]) << stack.name << ": " << row.input;
+  }
+}
+
+// A million levels give their tree (or, should memory run out, no tree),
+// and everything is freed again.
+TEST(CIParserTest, MillionLevelsGiveATreeAndFreeEverything) {
+  const long live = orvtest::LiveBlocksOnThisThread();
+  {
+    CCIParser parser;
+    for (const DeepInput& input : DeepInputs(1000000)) {
+      std::unique_ptr<CCIExpression> root(parser.ParseControlInfoText(input.text));
+      if (root != nullptr) {
+        EXPECT_EQ(input.nodes, NodesDown(root.get()));
+      }
+      if (input.nodes == 0) {
+        EXPECT_EQ(nullptr, root);
+      }
+    }
+  }
+  EXPECT_EQ(live, orvtest::LiveBlocksOnThisThread());
+}
+
+// Fails each allocation of a parse in turn. Every failure is a null tree
+// reported as memory running out, and frees all that was built; the run
+// without a failure gives the whole tree.
+TEST(CIParserTest, EveryAllocationFailureGivesNoTreeAndFreesEverything) {
+  const char* const texts[] = {
+      "{ ControlInfo(. control = EditBox(. text = \"Name of the pump in the main circuit\", value = Pump .), "
+      "children = { ControlInfo(. control = EntityList(. value = \"{a, b}\" .) .) } .) }",
+      "a = b = c = {x, 'a long single-quoted name that needs memory of its own', Y(..)}",
+  };
+  for (const std::string text : texts) {
+    const std::string expected = ParseDump(text);
+    ASSERT_NE("null", expected);
+    // The runs call the parser only; the checks, with failures off, look
+    // at what it gave.
+    std::unique_ptr<CCIExpression> root;
+    CCIOutcome outcome = CCIOutcome::kDone;
+    long live = 0;
+    const long runs = orvtest::SweepAllocationFailures(
+        [&] {
+          live = orvtest::LiveBlocksOnThisThread();
+          CCIParser parser;
+          root.reset(parser.ParseControlInfoTextWithOutcome(text, outcome));
+        },
+        [&](long failedAt) {
+          {
+            std::string dump = "null";
+            if (root) {
+              dump.clear();
+              DumpInto(root.get(), dump);
+            }
+            EXPECT_EQ(failedAt == 0 ? expected : "null", dump) << "failed at " << failedAt;
+            EXPECT_EQ(failedAt == 0 ? CCIOutcome::kDone : CCIOutcome::kOutOfMemory, outcome)
+                << "failed at " << failedAt;
+          }
+          root.reset();
+          EXPECT_EQ(live, orvtest::LiveBlocksOnThisThread()) << "failed at " << failedAt;
+        });
+    EXPECT_GT(runs, 20) << text;
+  }
+}
+
+// The form functions called on their own turn a failed allocation into
+// null as well.
+TEST(CIParserTest, FormFunctionsAnswerNullWhenMemoryRunsOut) {
   CCIParser parser;
-  for (const DeepInput& input : inputs) {
-    std::unique_ptr<CCIExpression> root(parser.ParseControlInfoText(input.text));
-    nodes.push_back(NodesDown(root.get()));
+  ASSERT_NE(nullptr, std::unique_ptr<CCIExpression>(parser.ParseControlInfoText("{x = {a, b}} Y(. c .)")));
+  using Form = CCIExpression* (CCIParser::*)(std::int32_t&);
+  const struct {
+    Form form;
+    std::int32_t start;
+  } rows[] = {{&CCIParser::ParseExpr, 0},          {&CCIParser::ParseListExpr, 0},
+              {&CCIParser::ParseAssignmentExpr, 1}, {&CCIParser::ParseInstanceExpr, 9},
+              {&CCIParser::ParseStringValue, 1},    {&CCIParser::ParseIdentStringValue, 1}};
+  for (const auto& row : rows) {
+    const long live = orvtest::LiveBlocksOnThisThread();
+    std::int32_t pos = row.start;
+    orvtest::FailNewOnThisThread(true);
+    CCIExpression* e = (parser.*row.form)(pos);
+    orvtest::FailNewOnThisThread(false);
+    EXPECT_EQ(nullptr, e) << "start " << row.start;
+    EXPECT_EQ(live, orvtest::LiveBlocksOnThisThread()) << "start " << row.start;
+    pos = row.start;
+    std::unique_ptr<CCIExpression> parsed((parser.*row.form)(pos));
+    EXPECT_NE(nullptr, parsed) << "start " << row.start;
   }
-  EXPECT_EQ(expected, nodes);
 }
 
-TEST(CIParserTest, HundredThousandLevelsFailCleanlyOnASmallStack) {
-  const std::vector<DeepInput> inputs = DeepInputs();
-  EXPECT_EQ(std::vector<int>(inputs.size(), 0), ParseOnThread(TextsOf(inputs), 256 * 1024));
+TEST(CIParserTest, ParserIsReusableAfterMemoryRanOut) {
+  CCIParser parser;
+  orvtest::FailNthNewOnThisThread(3);
+  EXPECT_EQ(nullptr, parser.ParseControlInfoText("{a, b, c, d}"));
+  orvtest::FailNthNewOnThisThread(0);
+  EXPECT_EQ("{\"a\",\"b\"}", ParseDumpWith(parser, "{a, b}"));
 }
 
-TEST(CIParserTest, ShallowTextStillParsesOnASmallStack) {
-  EXPECT_EQ(std::vector<int>({101, 4}),
-            ParseOnThread({Nested("{", "a", "}", 100), "{ ControlInfo(. control = X(. .) .) }"},
-                          kSmallStackAboveMargin));
-}
-
-TEST(CIParserTest, UnclosedDeepNestingFails) {
-  SKIP_DEEP_RECURSION_UNDER_THREAD_SANITIZER();
-  EXPECT_EQ("null", ParseDump(std::string(100000, '{')));
-  EXPECT_EQ("null", ParseDump("{" + Nested("{", "", "}", 100000)));
-}
-
-TEST(CIParserTest, ParserIsReusableAfterRunningOutOfStack) {
-  std::vector<std::string> texts = TextsOf(DeepInputs());
-  texts.push_back("{a, b}");
-  std::vector<int> expected(texts.size(), 0);
-  expected.back() = 2;
-  EXPECT_EQ(expected, ParseOnThread(texts, kSmallStackAboveMargin));
+TEST(CIParserTest, OutcomeTellsInvalidTextFromDone) {
+  const struct {
+    const char* text;
+    CCIOutcome outcome;
+  } rows[] = {{"{a}", CCIOutcome::kDone}, {"", CCIOutcome::kInvalid}, {"  ", CCIOutcome::kInvalid},
+              {"a = 1", CCIOutcome::kInvalid}, {"{a,}", CCIOutcome::kInvalid}, {"}", CCIOutcome::kInvalid}};
+  for (const auto& row : rows) {
+    CCIParser parser;
+    CCIOutcome outcome = CCIOutcome::kOutOfMemory;
+    std::unique_ptr<CCIExpression> root(parser.ParseControlInfoTextWithOutcome(row.text, outcome));
+    EXPECT_EQ(row.outcome, outcome) << row.text;
+    EXPECT_EQ(row.outcome == CCIOutcome::kDone, root != nullptr) << row.text;
+  }
 }
 
 }  // namespace

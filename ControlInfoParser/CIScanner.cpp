@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "ControlInfoParser/CIMemory.h"
+
 namespace {
 
 // ASCII-only character classes: locale-independent and safe for bytes from
@@ -55,47 +57,10 @@ bool ScanPair(const std::string& text, std::int32_t& pos, char second, CCITokenK
   return true;
 }
 
-}  // namespace
+// The operations below let an allocation failure through; the public
+// functions turn it into their failure result.
 
-bool CCIScanner::ScanCIText(const std::string& text, std::vector<CCIToken>& tokens) const {
-  if (!FitsPositions(text)) return false;
-  std::int32_t pos = 0;
-  std::string word;
-  while (InText(text, pos)) {
-    const unsigned char c = ByteAt(text, pos);
-    if (IsBlank(c)) {
-      ++pos;
-      continue;
-    }
-    switch (c) {
-      case '{': tokens.emplace_back(kCIOpenList, "{"); ++pos; continue;
-      case '}': tokens.emplace_back(kCICloseList, "}"); ++pos; continue;
-      case '=': tokens.emplace_back(kCIEquals, "="); ++pos; continue;
-      case ',': tokens.emplace_back(kCIComma, ","); ++pos; continue;
-      case '(':
-        if (!ScanPair(text, pos, '.', kCIOpenArgs, "(.", tokens)) return false;
-        continue;
-      case '.':
-        if (!ScanPair(text, pos, ')', kCICloseArgs, ".)", tokens)) return false;
-        continue;
-      case '\'':
-      case '"':
-        if (!ScanCIString(text, word, pos, static_cast<char>(c))) return false;
-        // A single-quoted text is a name, not a string value.
-        tokens.emplace_back(c == '"' ? kCIString : kCIIdent, word);
-        continue;
-      default:
-        break;
-    }
-    if (!IsIdentStart(c)) return false;  // digits and every other byte
-    ScanCISimpleIdent(text, word, pos);
-    tokens.emplace_back(kCIIdent, word);
-  }
-  return true;
-}
-
-bool CCIScanner::ScanCIString(const std::string& text, std::string& out, std::int32_t& pos,
-                              char quote) const {
+bool ScanString(const std::string& text, std::string& out, std::int32_t& pos, char quote) {
   out.clear();
   const unsigned char q = static_cast<unsigned char>(quote);
   if (!FitsPositions(text) || !InText(text, pos) || ByteAt(text, pos) != q) return false;
@@ -119,8 +84,7 @@ bool CCIScanner::ScanCIString(const std::string& text, std::string& out, std::in
   return false;  // the text ended before the closing quote
 }
 
-bool CCIScanner::ScanCISimpleIdent(const std::string& text, std::string& out,
-                                   std::int32_t& pos) const {
+bool ScanSimpleIdent(const std::string& text, std::string& out, std::int32_t& pos) {
   out.clear();
   if (!FitsPositions(text) || !InText(text, pos) || !IsIdentStart(ByteAt(text, pos))) return false;
   const std::int32_t start = pos;
@@ -128,4 +92,65 @@ bool CCIScanner::ScanCISimpleIdent(const std::string& text, std::string& out,
   while (InText(text, pos) && IsIdentPart(ByteAt(text, pos))) ++pos;
   out.assign(text, static_cast<std::size_t>(start), static_cast<std::size_t>(pos - start));
   return true;
+}
+
+bool ScanText(const std::string& text, std::vector<CCIToken>& tokens) {
+  if (!FitsPositions(text)) return false;
+  std::int32_t pos = 0;
+  std::string word;
+  while (InText(text, pos)) {
+    const unsigned char c = ByteAt(text, pos);
+    if (IsBlank(c)) {
+      ++pos;
+      continue;
+    }
+    switch (c) {
+      case '{': tokens.emplace_back(kCIOpenList, "{"); ++pos; continue;
+      case '}': tokens.emplace_back(kCICloseList, "}"); ++pos; continue;
+      case '=': tokens.emplace_back(kCIEquals, "="); ++pos; continue;
+      case ',': tokens.emplace_back(kCIComma, ","); ++pos; continue;
+      case '(':
+        if (!ScanPair(text, pos, '.', kCIOpenArgs, "(.", tokens)) return false;
+        continue;
+      case '.':
+        if (!ScanPair(text, pos, ')', kCICloseArgs, ".)", tokens)) return false;
+        continue;
+      case '\'':
+      case '"':
+        if (!ScanString(text, word, pos, static_cast<char>(c))) return false;
+        // A single-quoted text is a name, not a string value.
+        tokens.emplace_back(c == '"' ? kCIString : kCIIdent, word);
+        continue;
+      default:
+        break;
+    }
+    if (!IsIdentStart(c)) return false;  // digits and every other byte
+    ScanSimpleIdent(text, word, pos);
+    tokens.emplace_back(kCIIdent, word);
+  }
+  return true;
+}
+
+}  // namespace
+
+CCIOutcome CCIScanner::ScanCITextWithOutcome(const std::string& text, std::vector<CCIToken>& tokens) const {
+  bool scanned = false;
+  if (!RunUnlessMemoryRunsOut([&] { scanned = ScanText(text, tokens); })) return CCIOutcome::kOutOfMemory;
+  return scanned ? CCIOutcome::kDone : CCIOutcome::kInvalid;
+}
+
+bool CCIScanner::ScanCIText(const std::string& text, std::vector<CCIToken>& tokens) const {
+  return ScanCITextWithOutcome(text, tokens) == CCIOutcome::kDone;
+}
+
+bool CCIScanner::ScanCIString(const std::string& text, std::string& out, std::int32_t& pos,
+                              char quote) const {
+  bool scanned = false;
+  return RunUnlessMemoryRunsOut([&] { scanned = ScanString(text, out, pos, quote); }) && scanned;
+}
+
+bool CCIScanner::ScanCISimpleIdent(const std::string& text, std::string& out,
+                                   std::int32_t& pos) const {
+  bool scanned = false;
+  return RunUnlessMemoryRunsOut([&] { scanned = ScanSimpleIdent(text, out, pos); }) && scanned;
 }

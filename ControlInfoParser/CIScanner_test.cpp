@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "testing/AllocationFaults.h"
+
 #include <string>
 #include <vector>
 
@@ -271,6 +273,79 @@ TEST(CIScannerTest, ScanCISimpleIdentRejectsDigitOrHighByteStart) {
   ASSERT_TRUE(scanner.ScanCISimpleIdent("a\xE9", out, pos));
   EXPECT_EQ("a", out);
   EXPECT_EQ(1, pos);
+}
+
+// Fails each allocation of a scan in turn: every failure is a false result
+// that says memory ran out, and the tokens vector, once destroyed, leaves
+// nothing behind. The run without a failure gives every token.
+TEST(CIScannerTest, EveryAllocationFailureFailsTheScanAndLeaksNothing) {
+  const std::string text = "{ ControlInfo(. control = EditBox(. text = \"A label long enough to need memory\", "
+                           "value = 'a_name_long_enough_to_need_memory_too' .) .), x, y, z }";
+  std::vector<CCIToken> expectedTokens;
+  ASSERT_TRUE(Scan(text, expectedTokens));
+  const std::string expected = Dump(expectedTokens);
+  // The runs call the scanner only; the checks, with failures off, look at
+  // what it left.
+  std::vector<CCIToken> tokens;
+  CCIOutcome outcome = CCIOutcome::kDone;
+  bool scanned = false;
+  long live = 0;
+  const long runs = orvtest::SweepAllocationFailures(
+      [&] {
+        live = orvtest::LiveBlocksOnThisThread();
+        outcome = CCIScanner().ScanCITextWithOutcome(text, tokens);
+        scanned = CCIScanner().ScanCIText("", tokens);  // allocates nothing
+      },
+      [&](long failedAt) {
+        {
+          const std::string dump = Dump(tokens);
+          if (failedAt == 0) {
+            EXPECT_EQ(CCIOutcome::kDone, outcome);
+            EXPECT_EQ(expected, dump);
+          } else {
+            EXPECT_EQ(CCIOutcome::kOutOfMemory, outcome) << "failed at " << failedAt;
+          }
+          EXPECT_TRUE(scanned);
+        }
+        std::vector<CCIToken>().swap(tokens);
+        EXPECT_EQ(live, orvtest::LiveBlocksOnThisThread()) << "failed at " << failedAt;
+      });
+  EXPECT_GT(runs, 5);
+  // The plain function answers false for every failure.
+  orvtest::SweepAllocationFailures(
+      [&] {
+        live = orvtest::LiveBlocksOnThisThread();
+        {
+          std::vector<CCIToken> local;
+          scanned = CCIScanner().ScanCIText(text, local);
+        }
+        live = orvtest::LiveBlocksOnThisThread() - live;
+      },
+      [&](long failedAt) {
+        EXPECT_EQ(failedAt == 0, scanned) << "failed at " << failedAt;
+        EXPECT_EQ(0, live) << "failed at " << failedAt;
+      });
+}
+
+TEST(CIScannerTest, StringAndIdentifierScansFailWhenMemoryRunsOut) {
+  const std::string quoted = "\"a string long enough to need memory of its own\"";
+  const std::string name = "an_identifier_long_enough_to_need_memory_of_its_own";
+  CCIScanner scanner;
+  std::string out;
+  std::int32_t pos = 0;
+  orvtest::FailNewOnThisThread(true);
+  const bool stringScanned = scanner.ScanCIString(quoted, out, pos, '"');
+  pos = 0;
+  const bool nameScanned = scanner.ScanCISimpleIdent(name, out, pos);
+  orvtest::FailNewOnThisThread(false);
+  EXPECT_FALSE(stringScanned);
+  EXPECT_FALSE(nameScanned);
+  pos = 0;
+  EXPECT_TRUE(scanner.ScanCIString(quoted, out, pos, '"'));
+  EXPECT_EQ(quoted.substr(1, quoted.size() - 2), out);
+  pos = 0;
+  EXPECT_TRUE(scanner.ScanCISimpleIdent(name, out, pos));
+  EXPECT_EQ(name, out);
 }
 
 }  // namespace

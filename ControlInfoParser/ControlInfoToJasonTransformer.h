@@ -11,7 +11,10 @@
 // list gets an array of that list's strings as its "value".
 //
 // Both functions leave the expression tree unchanged and return a new JSON
-// tree that the caller owns and deletes through its top node, or null.
+// tree that the caller owns and deletes through its top node, or null. They
+// keep the lists they are still transforming on a work stack on the heap, so
+// a page nests as deep as memory allows, on any stack. When memory runs out
+// the answer is null as a whole, never a page with parts missing.
 #ifndef CONTROLINFOPARSER_CONTROLINFOTOJASONTRANSFORMER_H_
 #define CONTROLINFOPARSER_CONTROLINFOTOJASONTRANSFORMER_H_
 
@@ -28,9 +31,8 @@ class CControlInfoToJasonTransformer {
   // Returns null when `list` is null or not a list, or when any item is not
   // an instance named exactly "ControlInfo". A nested "children" list that
   // fails only loses its pair, while the same fault at the top fails the
-  // whole answer. Recurses once per level of "children", as deep as the
-  // calling thread's stack allows: a page nested deeper than that gives
-  // null as a whole (never a page with its deepest levels cut off).
+  // whole answer. Null too when memory runs out anywhere in the page
+  // (also in the parse of an "EntityList" value).
   static CJasonTreeArray* TransformControlInfoList(const CCIExpression* list);
 
   // A control instance `Kind(. text = ..., value = ... .)` becomes an object
@@ -40,7 +42,7 @@ class CControlInfoToJasonTransformer {
   // For kind "EntityList", a value whose text parses as a ControlInfo list
   // becomes an array of that list's string items (other items are skipped);
   // any other value stays a string. Returns null when `control` is null or
-  // not an instance.
+  // not an instance, or when memory runs out.
   static CJasonTreeObject* TransformControl(const CCIExpression* control);
 };
 

@@ -4,9 +4,11 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "ControlInfoParser/CIParser.h"
-#include "Utils/ThreadWithStack.h"
+#include "testing/AllocationFaults.h"
+#include "testing/Stacks.h"
 
 namespace {
 
@@ -265,47 +267,143 @@ TEST(ControlInfoToJasonTransformerTest, PageOf171LevelsOfChildrenTransforms) {
   EXPECT_EQ(std::size_t{171} * 19 + 3, NestedChildrenJson(171).size());
 }
 
-// Transforms the parsed page `tree` on a thread with `stackSize` bytes of
-// stack; the compact JSON, or "null".
-std::string TransformOnThread(const CCIExpression* tree, std::size_t stackSize) {
-  std::string out = "null";
-  EXPECT_TRUE(RunOnThreadWithStack(stackSize, [&] {
-    std::unique_ptr<CJasonTreeArray> json(CControlInfoToJasonTransformer::TransformControlInfoList(tree));
-    if (json) {
-      out.clear();
-      json->EncodeToString(out, true, 0);
-    }
-  }));
+// A page as the host writes it: controls with labels and values, an entity
+// list, an empty and a filled list of children.
+const char kTypicalPage[] =
+    "{ ControlInfo(. control = EditBox(. text = \"Name\", value = \"Pump 1\" .), children = { } .),\r\n"
+    "  ControlInfo(. control = EntityList(. text = \"Owners\", value = \"{a, 'b c', \\\"d\\\", X(..)}\" .) .),\r\n"
+    "  ControlInfo(. control = GroupBox(. text = \"Settings\" .), children = {\r\n"
+    "    ControlInfo(. control = CheckBox(. text = \"Enabled\", value = \"true\" .) .) } .) }";
+const char kTypicalJson[] =
+    "[ { \"control\" : { \"controlKind\" : \"EditBox\", \"text\" : \"Name\", \"value\" : \"Pump 1\"}, "
+    "\"children\" : [ ]}, "
+    "{ \"control\" : { \"controlKind\" : \"EntityList\", \"text\" : \"Owners\", \"value\" : [ \"a\", \"b c\", \"d\"]}}, "
+    "{ \"control\" : { \"controlKind\" : \"GroupBox\", \"text\" : \"Settings\"}, "
+    "\"children\" : [ { \"control\" : { \"controlKind\" : \"CheckBox\", \"text\" : \"Enabled\", \"value\" : \"true\"}}]}]";
+
+// A page with one entity list whose value text is `value` (written into
+// the page's double quotes as it is: it must hold no quote or backslash).
+std::string EntityListPage(const std::string& value) {
+  return "{ ControlInfo(. control = EntityList(. text = \"Owners\", value = \"" + value + "\" .) .) }";
+}
+
+// Its compact JSON when the value is the array or the string `value`.
+std::string EntityListJson(const std::string& value) {
+  return "[ { \"control\" : { \"controlKind\" : \"EntityList\", \"text\" : \"Owners\", \"value\" : " + value +
+         "}}]";
+}
+
+std::string Repeat(const std::string& text, int times) {
+  std::string out;
+  for (int i = 0; i < times; ++i) out += text;
   return out;
 }
 
-TEST(ControlInfoToJasonTransformerTest, DeepPageTransformsAsDeepAsTheStackHolds) {
-  SKIP_DEEP_RECURSION_UNDER_THREAD_SANITIZER();
-  const int levels = 10000;
-  const std::string page = NestedChildrenPage(levels);
-  if (kSanitizerFrames) {
-    // Sanitizer frames are several times the size of those of a normal
-    // build: there the page gets a thread with a stack big enough for it.
-    std::string json;
-    RunOnThreadWithStack(kHugeThreadStack, [&] { json = TransformList(page); });
-    EXPECT_EQ(NestedChildrenJson(levels), json);
-    return;
-  }
-  EXPECT_EQ(NestedChildrenJson(levels), TransformList(page));
+struct StackRow {
+  std::string name;
+  std::string page;
+  std::string json;  // compact, or "null"
+};
+
+std::vector<StackRow> StackRows() {
+  const int deep = 100000;
+  const std::string deepList = Repeat("{", deep) + Repeat("}", deep);
+  return {
+      {"empty list", "{}", "[ ]"},
+      {"typical page", kTypicalPage, kTypicalJson},
+      {"entity list", EntityListPage("{a, b}"), EntityListJson("[ \"a\", \"b\"]")},
+      // The nested parse of the value goes 100,000 levels deep; the list
+      // there is no string item and is skipped.
+      {"deep entity list", EntityListPage("{a, " + deepList + ", b}"), EntityListJson("[ \"a\", \"b\"]")},
+      {"deep unclosed entity list", EntityListPage("{a, " + Repeat("{", deep)),
+       EntityListJson("\"{a, " + Repeat("{", deep) + "\"")},
+      {"deep children", NestedChildrenPage(deep), NestedChildrenJson(deep)},
+      // 100,000 levels of children whose innermost list holds a wrong item:
+      // only the innermost pair is lost.
+      {"deep children with a fault at the bottom",
+       Repeat("{ ControlInfo(. children = ", deep) + "{ x }" + Repeat(" .) }", deep),
+       Repeat("[ { \"children\" : ", deep - 1) + "[ { }]" + Repeat("}]", deep - 1)},
+      {"deep list of lists", deepList, "null"},
+  };
 }
 
-// The stack runs out deep inside the page: the whole transformation fails,
-// rather than answering the page with its deepest levels cut off.
-TEST(ControlInfoToJasonTransformerTest, PageDeeperThanTheStackGivesNull) {
-  SKIP_DEEP_RECURSION_UNDER_THREAD_SANITIZER();
-  const int levels = 10000;
-  std::unique_ptr<CCIExpression> tree;
-  RunOnThreadWithStack(kHugeThreadStack, [&] { tree = Parse(NestedChildrenPage(levels)); });
-  ASSERT_NE(nullptr, tree);
-  EXPECT_EQ("null", TransformOnThread(tree.get(), kSmallStackAboveMargin));
-  // A shallow page still transforms on the same small stack.
-  std::unique_ptr<CCIExpression> shallow = Parse(NestedChildrenPage(3));
-  EXPECT_EQ(NestedChildrenJson(3), TransformOnThread(shallow.get(), kSmallStackAboveMargin));
+// Parses, transforms and encodes each row's page on `stack`.
+std::vector<std::string> TransformOnStack(const std::vector<StackRow>& rows, const orvtest::StackKind& stack) {
+  std::vector<std::string> out;
+  EXPECT_TRUE(orvtest::RunOnStack(stack, [&] {
+    for (const StackRow& row : rows) out.push_back(TransformList(row.page));
+  })) << stack.name;
+  return out;
+}
+
+// The walks keep their work on the heap: every stack a host may call on,
+// however small or switched, gives the same JSON, also 100,000 levels deep.
+TEST(ControlInfoToJasonTransformerTest, SameJsonOnEveryStack) {
+  const std::vector<StackRow> rows = StackRows();
+  for (const orvtest::StackKind& stack : orvtest::EveryStack()) {
+    const std::vector<std::string> json = TransformOnStack(rows, stack);
+    ASSERT_EQ(rows.size(), json.size()) << stack.name;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      // Compared as a truth value: a mismatch of megabytes is not printed.
+      EXPECT_TRUE(rows[i].json == json[i]) << stack.name << ": " << rows[i].name;
+    }
+  }
+}
+
+// Transforms `tree` with each allocation failing in turn. Every failure
+// answers null and frees all that was made; only the run without a failure
+// gives JSON, and that is `expected`.
+void SweepTransform(const CCIExpression* tree, bool list, const std::string& expected) {
+  std::string json;
+  long live = 0;
+  const long runs = orvtest::SweepAllocationFailures(
+      [&] {
+        live = orvtest::LiveBlocksOnThisThread();
+        std::unique_ptr<CJasonTreeNode> node;
+        if (list) {
+          node.reset(CControlInfoToJasonTransformer::TransformControlInfoList(tree));
+        } else {
+          node.reset(CControlInfoToJasonTransformer::TransformControl(tree));
+        }
+        json = node ? "made" : "null";
+        node.reset();
+        live = orvtest::LiveBlocksOnThisThread() - live;
+      },
+      [&](long failedAt) {
+        EXPECT_EQ(0, live) << "failed at " << failedAt;
+        EXPECT_EQ(failedAt == 0 ? "made" : "null", json) << "failed at " << failedAt;
+      });
+  EXPECT_GT(runs, 10);
+  std::unique_ptr<CJasonTreeNode> node(list ? static_cast<CJasonTreeNode*>(
+                                                  CControlInfoToJasonTransformer::TransformControlInfoList(tree))
+                                            : CControlInfoToJasonTransformer::TransformControl(tree));
+  ASSERT_NE(nullptr, node);
+  std::string out;
+  node->EncodeToString(out, true, 0);
+  EXPECT_EQ(expected, out);
+}
+
+// Memory running out anywhere, also in the nested parse of an entity list's
+// value, fails the whole page: never a page whose value fell back to the
+// plain string, never one with a part left out.
+TEST(ControlInfoToJasonTransformerTest, EveryAllocationFailureGivesNoJsonAndFreesEverything) {
+  const struct {
+    std::string page;
+    std::string json;
+  } rows[] = {
+      {kTypicalPage, kTypicalJson},
+      {EntityListPage("{a, b}"), EntityListJson("[ \"a\", \"b\"]")},
+      {NestedChildrenPage(20), NestedChildrenJson(20)},
+  };
+  for (const auto& row : rows) {
+    std::unique_ptr<CCIExpression> tree = Parse(row.page);
+    ASSERT_NE(nullptr, tree);
+    SweepTransform(tree.get(), true, row.json);
+  }
+  std::unique_ptr<CCIExpression> control = Parse("EntityList(. text = \"Owners\", value = \"{a, b}\" .)");
+  ASSERT_NE(nullptr, control);
+  SweepTransform(control.get(), false,
+                 "{ \"controlKind\" : \"EntityList\", \"text\" : \"Owners\", \"value\" : [ \"a\", \"b\"]}");
 }
 
 }  // namespace

@@ -18,6 +18,8 @@
 #include "emulator/ModelFile.h"
 #include "emulator/Parameters.h"
 #include "host/Agent.h"
+#include "testing/AllocationFaults.h"
+#include "testing/Stacks.h"
 
 namespace {
 
@@ -331,6 +333,108 @@ TEST_F(TransformAgentTest, AFaultInAnyHostOperationLeavesTheFirstParameterAsItWa
     ASSERT_LE(n, expected.size());
     EXPECT_EQ(TextAt(parameters, 0), expected[n - 1]) << "fault at operation " << n;
   }
+}
+
+// ---- every stack, and memory running out ----
+
+// The pretty JSON of a page with `levels` levels of children around an empty
+// list, by the layout's rule: level i opens an array at depth 3i, its object
+// at 3i + 1 and the pair "children" at 3i + 2, whose array is level i + 1.
+std::string NestedChildrenPretty(int levels) {
+  auto indent = [](int depth) { return std::string(static_cast<std::size_t>(4 * depth), ' '); };
+  std::string text;
+  for (int i = 0; i < levels; ++i) {
+    text += indent(3 * i) + "[ \r\n" + indent(3 * i + 1) + "{ \r\n" + indent(3 * i + 2) + "\"children\" : \r\n";
+  }
+  text += indent(3 * levels) + "[ \r\n" + indent(3 * levels) + "]";
+  for (int i = levels - 1; i >= 0; --i) text += "\r\n" + indent(3 * i + 1) + "}\r\n" + indent(3 * i) + "]";
+  return text;
+}
+
+std::string NestedChildrenPage(int levels) {
+  std::string text;
+  for (int i = 0; i < levels; ++i) text += "{ ControlInfo(. children = ";
+  text += "{}";
+  for (int i = 0; i < levels; ++i) text += " .) }";
+  return text;
+}
+
+const char kEntityListPage[] = "{ ControlInfo(. control = EntityList(. text = \"Owners\", value = \"{a, b}\" .) .) }";
+
+TEST_F(TransformAgentTest, TheRuleForNestedChildrenMatchesTheHandWrittenLayout) {
+  EXPECT_EQ(Run(NestedChildrenPage(1)),
+            Lines({"[ ", "    { ", "        \"children\" : ", "            [ ", "            ]", "    }", "]"}));
+  EXPECT_EQ(NestedChildrenPretty(2), Run(NestedChildrenPage(2)));
+}
+
+// The agent answers alike on every stack a host may call it on.
+TEST_F(TransformAgentTest, SameAnswerOnEveryStack) {
+  const std::string entityList = Lines({"[ ", "    { ", "        \"control\" : ", "            { ",
+                                        "                \"controlKind\" : \"EntityList\", ",
+                                        "                \"text\" : \"Owners\", ", "                \"value\" : ",
+                                        "                    [ ", "                        \"a\", ",
+                                        "                        \"b\"", "                    ]", "            }",
+                                        "    }", "]"});
+  const std::string deepValue = "{a, " + std::string(100000, '{') + std::string(100000, '}') + ", b}";
+  const struct {
+    std::string page;
+    std::string answer;
+  } rows[] = {
+      {"{}", Lines({"[ ", "]"})},
+      {kEntityListPage, entityList},
+      {"{ ControlInfo(. control = EntityList(. text = \"Owners\", value = \"" + deepValue + "\" .) .) }", entityList},
+      {NestedChildrenPage(150), NestedChildrenPretty(150)},
+      // Not a page: the parameter keeps the page text.
+      {std::string(100000, '{') + std::string(100000, '}'), std::string(100000, '{') + std::string(100000, '}')},
+  };
+  for (const auto& row : rows) {
+    model = ModelWithPage(row.page);
+    ASSERT_NE(nullptr, model);
+    qm::IVelEntity* context = model->FindEntity("E");
+    for (const orvtest::StackKind& stack : orvtest::EveryStack()) {
+      qm::AgentParameters parameters;
+      parameters.push_back(qm::AgentParameter::Create("before", qm::_String));
+      ASSERT_TRUE(orvtest::RunOnStack(stack, [&] {
+        TransformControlInfoToJason(nullptr, nullptr, context, &model->access(), parameters);
+      })) << stack.name;
+      EXPECT_TRUE(TextAt(parameters, 0) == row.answer) << stack.name << ": page of " << row.page.size() << " bytes";
+    }
+  }
+}
+
+// Fails each allocation of the call in turn, the emulated host's included.
+// Nothing escapes, and the parameter holds an answer the rules allow: the
+// JSON, or the page text that the page agent wrote, or (when the fault came
+// before that) what it held before.
+TEST_F(TransformAgentTest, EveryAllocationFailureLeavesAnAllowedAnswer) {
+  const std::string entityList = Run(kEntityListPage);
+  ASSERT_EQ('[', entityList[0]);
+  auto parameters = std::make_unique<qm::AgentParameters>();
+  parameters->push_back(qm::AgentParameter::Create("before", qm::_String));
+  qm::IVelEntity* context = model->FindEntity("E");
+  bool sawPageText = false;
+  const long runs = orvtest::SweepAllocationFailures(
+      [&] {
+        try {
+          TransformControlInfoToJason(nullptr, nullptr, context, &model->access(), *parameters);
+        } catch (...) {
+          ADD_FAILURE() << "an exception left the agent";
+        }
+      },
+      [&](long failedAt) {
+        const std::string text = TextAt(*parameters, 0);
+        if (failedAt == 0) {
+          EXPECT_EQ(entityList, text);
+        } else {
+          EXPECT_TRUE(text == entityList || text == kEntityListPage || text == "before")
+              << "failed at " << failedAt << ": " << text;
+        }
+        sawPageText = sawPageText || text == kEntityListPage;
+        parameters = std::make_unique<qm::AgentParameters>();
+        parameters->push_back(qm::AgentParameter::Create("before", qm::_String));
+      });
+  EXPECT_GT(runs, 10);
+  EXPECT_TRUE(sawPageText);  // some failures came after the page agent ran
 }
 
 }  // namespace

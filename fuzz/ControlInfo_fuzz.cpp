@@ -1,7 +1,7 @@
 // Fuzzes the ControlInfo route end to end: scan, parse, transform, encode.
 //
 // Checks, beyond the sanitizers' own: a text that the scanner rejects never
-// parses; and every JSON text the transformer's trees encode to, compact or
+// parses; the parse's outcome agrees with its tree; and every JSON text the transformer's trees encode to, compact or
 // pretty, is accepted by the library's own JSON parser.
 #include <cstddef>
 #include <cstdint>
@@ -42,7 +42,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool scanned = CCIScanner().ScanCIText(text, tokens);
 
   CCIParser parser;
-  std::unique_ptr<CCIExpression> tree(parser.ParseControlInfoText(text));
+  CCIOutcome outcome = CCIOutcome::kOutOfMemory;
+  std::unique_ptr<CCIExpression> tree(parser.ParseControlInfoTextWithOutcome(text, outcome));
+  // The outcome names why there is no tree; memory does not run out here.
+  if ((tree != nullptr) != (outcome == CCIOutcome::kDone)) std::abort();
+  if (outcome == CCIOutcome::kOutOfMemory) std::abort();
   if (!tree) return 0;
   if (!scanned || tokens.empty()) std::abort();  // a parse needs a clean, non-empty scan
 
