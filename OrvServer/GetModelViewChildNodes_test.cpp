@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "OrvServer/ModelViewTestModel.h"
+#include "testing/ModelViewTestModel.h"
 #include "emulator/HostMonitor.h"
 
 namespace {

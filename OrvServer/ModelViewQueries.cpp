@@ -1,9 +1,13 @@
 #include "OrvServer/ModelViewQueries.h"
 
 #include <climits>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <new>
+#include <unordered_set>
 
 #include "OrvServer/AgentFrame.h"
-#include "Utils/StackRoom.h"
 
 const char kModelViewChildrenAgentPath[] = "@VELExtensionManagement@GetModelViewChildren";
 const char kCollectPresentationsAgentPath[] = "@VELDiagramAgents@CollectPresentations";
@@ -35,50 +39,164 @@ void InvokeModelViewChildrenAgent(qm::IVelModel* model, qm::IVelEntity* children
 
 namespace {
 
-// What one level of HasEntityChildren found out.
-enum class ChildrenAnswer { kNone, kSome, kOutOfStack };
+// A node of the model-view tree as HasEntityChildren asks the host about it:
+// an entity shown with a meta definition (null for the root's own node).
+// The host's answer depends on the two (and on the extra entity, which one
+// query never changes).
+struct Node {
+  qm::IVelEntity* entity;
+  qm::IVelEntity* definition;
+  bool operator==(const Node& other) const { return entity == other.entity && definition == other.definition; }
+};
 
-// HasEntityChildren, one level per call. Running out of stack ends the whole
-// query, not only the level that ran out: a cyclic attribute structure would
-// otherwise go on asking the host about the siblings of every level on the
-// way back up, and the deepest levels have not been answered anyway.
-ChildrenAnswer AskForChildren(qm::IVelEntity* entity, qm::IVelEntity* metaDefinition, qm::IVelEntity* extraEntity) {
-  if (entity == nullptr) return ChildrenAnswer::kNone;
-  if (!HasStackRoom()) return ChildrenAnswer::kOutOfStack;
-  qm::IVelModel* model = entity->GetModel();
-  if (model == nullptr) return ChildrenAnswer::kNone;
-  qm::IVelEntity* agent = model->FindEntity(kModelViewChildrenAgentPath);
-  if (agent == nullptr) return ChildrenAnswer::kNone;
-
-  qm::EntityList children;
-  qm::EntityList childMetaDefinitions;
-  InvokeModelViewChildrenAgent(model, agent, entity, metaDefinition, extraEntity, children, childMetaDefinitions);
-  if (children.size() != childMetaDefinitions.size()) return ChildrenAnswer::kNone;
-
-  // One child that is not an attribute is enough, and is the common case:
-  // look for it, by its definition alone, before recursing into any
-  // attribute. A null definition says nothing about its child and is
-  // skipped.
-  for (qm::IVelEntity* definition : childMetaDefinitions) {
-    if (definition != nullptr && !definition->IsKindOf("Attribute")) return ChildrenAnswer::kSome;
+struct NodeHash {
+  std::size_t operator()(const Node& node) const noexcept {
+    const std::hash<const void*> hash;
+    return hash(node.entity) ^ (hash(node.definition) * 31u);
   }
-  // Only attributes: an attribute counts only when it has children itself.
-  auto child = children.begin();
-  for (qm::IVelEntity* definition : childMetaDefinitions) {
-    qm::IVelEntity* attribute = *child++;
-    if (attribute == nullptr || definition == nullptr || !definition->IsKindOf("Attribute")) continue;
-    const ChildrenAnswer answer = AskForChildren(attribute, definition, extraEntity);
-    if (answer != ChildrenAnswer::kNone) return answer;
+};
+
+// How asking about one node went.
+enum class Answer {
+  kNone,    // no child worth showing
+  kSome,    // a child that is no attribute: the whole query answers true
+  kOpened,  // only attribute children: they are asked next, in order
+  kEnd,     // a cycle or no memory: the whole query answers false
+};
+
+// One HasEntityChildren query. The documented recursion (one level per
+// attribute child, depth first, true at the first child worth showing) runs
+// here on a work stack on the heap, so depth is bounded by memory and not
+// by the stack the host calls on. Two additions keep it finite:
+// - A node that is asked again while it is still open (it lies on a cycle of
+//   attribute children) ends the whole query with false. The recursion would
+//   never end there, and it only gets there when nothing before it answered
+//   true.
+// - A node whose subtree answered no child worth showing is remembered and
+//   not asked again in the same query (shared sub-definitions reached many
+//   ways would otherwise cost time exponential in the depth). The host would
+//   answer it the same way again, so the answer does not change; only the
+//   repeated host calls are left out.
+class ChildrenQuery {
+ public:
+  explicit ChildrenQuery(qm::IVelEntity* extraEntity) : extraEntity_(extraEntity) {}
+
+  Answer Run(const Node& start) {
+    const Answer first = Ask(start);
+    if (first != Answer::kOpened) return first;
+    while (!levels_.empty()) {
+      Level& level = levels_.back();
+      Node next{nullptr, nullptr};
+      if (!NextAttributeChild(level, next)) {
+        if (!Close()) return Answer::kEnd;
+        continue;
+      }
+      if (without_.count(next) != 0) continue;
+      if (open_.count(next) != 0) return Answer::kEnd;
+      const Answer answer = Ask(next);
+      if (answer == Answer::kNone) {
+        if (!Remember(next)) return Answer::kEnd;
+      } else if (answer != Answer::kOpened) {
+        return answer;
+      }
+    }
+    return Answer::kNone;
   }
-  return ChildrenAnswer::kNone;
-}
+
+ private:
+  // An open node: its children and their definitions not yet asked, in step.
+  struct Level {
+    explicit Level(const Node& n) : node(n) {}
+    Node node;
+    qm::EntityList children;
+    qm::EntityList definitions;
+  };
+
+  // One level of the documented recursion, up to the second pass.
+  Answer Ask(const Node& node) {
+    if (node.entity == nullptr) return Answer::kNone;
+    qm::IVelModel* model = node.entity->GetModel();
+    if (model == nullptr) return Answer::kNone;
+    qm::IVelEntity* agent = model->FindEntity(kModelViewChildrenAgentPath);
+    if (agent == nullptr) return Answer::kNone;
+    if (!Open(node)) return Answer::kEnd;
+    Level& level = levels_.back();
+    InvokeModelViewChildrenAgent(model, agent, node.entity, node.definition, extraEntity_, level.children,
+                                 level.definitions);
+    if (level.children.size() != level.definitions.size()) return CloseAs(Answer::kNone);
+    // One child that is not an attribute is enough, and is the common case:
+    // look for it, by its definition alone, before asking about any
+    // attribute. A null definition says nothing about its child.
+    for (qm::IVelEntity* definition : level.definitions) {
+      if (definition != nullptr && !definition->IsKindOf("Attribute")) return Answer::kSome;
+    }
+    return Answer::kOpened;
+  }
+
+  // Takes the next attribute child of `level` (skipping null children, null
+  // definitions and definitions that are no "Attribute"); false when none is
+  // left.
+  static bool NextAttributeChild(Level& level, Node& next) {
+    while (!level.definitions.empty()) {
+      qm::IVelEntity* child = level.children.front();
+      qm::IVelEntity* definition = level.definitions.front();
+      level.children.pop_front();
+      level.definitions.pop_front();
+      if (child == nullptr || definition == nullptr || !definition->IsKindOf("Attribute")) continue;
+      next = Node{child, definition};
+      return true;
+    }
+    return false;
+  }
+
+  bool Open(const Node& node) noexcept {
+    bool inserted = false;
+    try {
+      inserted = open_.insert(node).second;
+      levels_.emplace_back(node);
+      return true;
+    } catch (const std::bad_alloc&) {
+      if (inserted) open_.erase(node);
+      return false;
+    }
+  }
+
+  // Closes the innermost node, all of whose attribute children answered no.
+  bool Close() noexcept {
+    const Node node = levels_.back().node;
+    open_.erase(node);
+    levels_.pop_back();
+    return Remember(node);
+  }
+
+  Answer CloseAs(Answer answer) noexcept {
+    open_.erase(levels_.back().node);
+    levels_.pop_back();
+    return answer;
+  }
+
+  bool Remember(const Node& node) noexcept {
+    try {
+      without_.insert(node);
+      return true;
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
+
+  qm::IVelEntity* extraEntity_;
+  std::deque<Level> levels_;  // innermost last; a deque keeps `Level&` valid while others are added
+  std::unordered_set<Node, NodeHash> open_;
+  std::unordered_set<Node, NodeHash> without_;
+};
 
 }  // namespace
 
 bool HasEntityChildren(qm::IVelEntity* entity, qm::IVelEntity* metaDefinition, qm::IVelEntity* extraEntity) {
-  // Out of stack is a failure of the query, and a failed query answers
-  // false, as it does for a missing model or host agent.
-  return AskForChildren(entity, metaDefinition, extraEntity) == ChildrenAnswer::kSome;
+  // A cycle, or no memory for the query, is a failure of the query, and a
+  // failed query answers false, as it does for a missing model or host agent.
+  ChildrenQuery query(extraEntity);
+  return query.Run(Node{entity, metaDefinition}) == Answer::kSome;
 }
 
 bool HasEntityPresentations(qm::IVelEntity* entity) {

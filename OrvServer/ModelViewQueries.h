@@ -33,12 +33,18 @@ void InvokeModelViewChildrenAgent(qm::IVelModel* model, qm::IVelEntity* children
 // has at least one child worth showing: a child whose meta definition is not
 // an "Attribute" (whatever the child, null included), or an attribute child
 // that has children of its own (asked recursively, with no depth limit and
-// no cycle guard; null children and null definitions are skipped). False
+// no depth limit; null children and null definitions are skipped). False
 // when the host reports children and definitions of different number.
-// `extraEntity` (may be null) is handed on to the host. The recursion goes
-// as deep as the calling thread's stack allows; when the stack runs out
-// (a cyclic or absurdly deep attribute structure), the whole query fails
-// and answers false, like a query without model or host agent.
+// `extraEntity` (may be null) is handed on to the host. The attribute
+// levels are asked depth first in the host's order with a work stack on
+// the heap, not by recursion, so any depth that memory holds is answered
+// on any stack. An entity asked again with the same definition while it is
+// still being asked about (a cycle of attribute children, where asking
+// would never end) makes the whole query fail, as does running out of
+// memory: a failed query answers false, like one without model or host
+// agent. Within one query, an (entity, definition) whose attribute children
+// all answered no is not asked again, so shared sub-definitions cost one
+// host call each.
 bool HasEntityChildren(qm::IVelEntity* entity, qm::IVelEntity* metaDefinition, qm::IVelEntity* extraEntity);
 
 // True when at least one presentation element (a symbol or line in some

@@ -4,14 +4,17 @@
 #include "OrvServer/ModelViewQueries.h"
 
 #include <climits>
+#include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "OrvServer/ModelViewTestModel.h"
-#include "Utils/StackRoom.h"
-#include "Utils/ThreadWithStack.h"
+#include "testing/AllocationFaults.h"
+#include "testing/AttributeGraphHost.h"
+#include "testing/ModelViewTestModel.h"
+#include "testing/Stacks.h"
 #include "emulator/HostMonitor.h"
 
 namespace {
@@ -172,55 +175,202 @@ TEST_F(ModelViewQueriesTest, HasEntityChildrenLetsHostExceptionsThrough) {
   EXPECT_THROW(HasEntityChildren(E("PKG"), nullptr, nullptr), qmemu::InjectedFault);
 }
 
-// A model whose ordinary children are attribute nodes: it replaces the meta
+// Models whose ordinary children are attribute nodes: each replaces the meta
 // definition "@MetaModel@Element" by an "Attribute" named "Element", so that
 // each child of an attribute node is an attribute node again, listed by the
-// entity's list "Element". PKG lists itself there: the attribute structure
-// is a cycle, and the host answers children on every level.
-const char kCyclicAttributes[] = R"({
-  "omit": ["@MetaModel@Element"],
-  "root": {"guid": "ROOT", "name": "Plant", "children": [
-    {"guid": "PKG", "meta": "Package", "name": "Loop", "lists": {"Element": ["PKG"]}},
-    {"guid": "MM", "meta": "Package", "name": "MetaModel"}]},
-  "entities": [{"guid": "MM-ELEMENT", "meta": "Attribute", "name": "Element", "owner": "MM"}]
-})";
-
-TEST_F(ModelViewQueriesTest, CyclicAttributeDefinitionEndsAsAFailedQuery) {
-  SKIP_DEEP_RECURSION_UNDER_THREAD_SANITIZER();
-  std::string error;
-  model_ = qmemu::LoadModelText(kCyclicAttributes, "cycle.json", error);
-  ASSERT_NE(model_, nullptr) << error;
-  EXPECT_FALSE(HasEntityChildren(E("PKG"), nullptr, nullptr));
-  EXPECT_FALSE(HasEntityChildren(E("PKG"), E("MM-ELEMENT"), nullptr));
-  EXPECT_FALSE(HasEntityChildren(E("ROOT"), nullptr, nullptr));
-  // The query went deep (one host call a level) before the stack ran out.
-  EXPECT_GT(HostMonitor::Instance().Count("InvokeAgent"), 1000u);
+// entity's list "Element". `entities` are the root's children.
+std::string AttributeModel(const std::string& entities) {
+  return R"({"omit": ["@MetaModel@Element"], "root": {"guid": "ROOT", "name": "Plant", "children": [)" + entities +
+         R"({"guid": "MM", "meta": "Package", "name": "MetaModel"}]},
+  "entities": [{"guid": "MM-ELEMENT", "meta": "Attribute", "name": "Element", "owner": "MM"}]})";
 }
 
-TEST_F(ModelViewQueriesTest, CyclicAttributeDefinitionOnASmallStackEndsTheSame) {
-  std::string error;
-  model_ = qmemu::LoadModelText(kCyclicAttributes, "cycle.json", error);
-  ASSERT_NE(model_, nullptr) << error;
-  qm::IVelEntity* pkg = E("PKG");
-  bool answer = true;
-  ASSERT_TRUE(
-      RunOnThreadWithStack(kSmallStackAboveMargin, [&] { answer = HasEntityChildren(pkg, nullptr, nullptr); }));
-  EXPECT_FALSE(answer);
+// One root child `guid` whose list "Element" holds `listed`.
+std::string Listing(const std::string& guid, const std::vector<std::string>& listed) {
+  std::string list;
+  for (const std::string& each : listed) list += (list.empty() ? "\"" : ", \"") + each + "\"";
+  return R"({"guid": ")" + guid + R"(", "meta": "Package", "lists": {"Element": [)" + list + "]}},\n";
 }
 
-TEST_F(ModelViewQueriesTest, WithoutStackRoomTheQueryAnswersFalseBeforeAskingTheHost) {
-  Load();
-  qm::IVelEntity* pkg = E("PKG");
+// PKG lists itself: the attribute structure is a cycle, and the host answers
+// children on every level.
+std::string CyclicModel() { return AttributeModel(Listing("PKG", {"PKG"})); }
+
+class AttributeStructureTest : public ModelViewQueriesTest {
+ protected:
+  void LoadText(const std::string& text) {
+    std::string error;
+    model_ = qmemu::LoadModelText(text, "attributes.json", error);
+    ASSERT_NE(model_, nullptr) << error;
+  }
+
+  struct Outcome {
+    bool ran = false;
+    bool answer = true;
+    std::size_t childrenCalls = 0;
+    std::size_t attributeChecks = 0;
+  };
+
+  // HasEntityChildren(entity, definition) on `stack`, with the host calls it made.
+  Outcome AskOn(const orvtest::StackKind& stack, qm::IVelEntity* entity, qm::IVelEntity* definition) {
+    Outcome outcome;
+    HostMonitor::Instance().Reset();
+    outcome.ran = orvtest::RunOnStack(stack, [&] {
+      outcome.answer = HasEntityChildren(entity, definition, nullptr);
+      outcome.childrenCalls = HostMonitor::Instance().Count("InvokeAgent");
+      outcome.attributeChecks = HostMonitor::Instance().Count("IsKindOf");
+    });
+    return outcome;
+  }
+};
+
+TEST_F(AttributeStructureTest, CycleAnswersFalseOnEveryStackAfterOneRound) {
+  LoadText(CyclicModel());
+  for (const orvtest::StackKind& stack : orvtest::EveryStack()) {
+    // PKG with "Element": its one child is PKG with "Element" again, which
+    // is still being asked about: the query ends there.
+    Outcome outcome = AskOn(stack, E("PKG"), E("MM-ELEMENT"));
+    ASSERT_TRUE(outcome.ran) << stack.name;
+    EXPECT_FALSE(outcome.answer) << stack.name;
+    EXPECT_EQ(outcome.childrenCalls, 1u) << stack.name;
+    EXPECT_EQ(outcome.attributeChecks, 2u) << stack.name;  // first and second pass
+    // ROOT's children PKG and MM are attribute nodes; PKG leads into the cycle.
+    outcome = AskOn(stack, E("ROOT"), nullptr);
+    ASSERT_TRUE(outcome.ran) << stack.name;
+    EXPECT_FALSE(outcome.answer) << stack.name;
+    EXPECT_EQ(outcome.childrenCalls, 2u) << stack.name;
+  }
+}
+
+TEST_F(AttributeStructureTest, CycleMakesTheSameHostCallsAsTheRecursionUpToIt) {
+  LoadText(CyclicModel());
   StartLog();
-  // Deeper than the stack allows: every level below this one fails at once.
-  bool answer = true;
-  std::size_t calls = 1;
-  ASSERT_TRUE(RunOnThreadWithStack(kSmallStackAboveMargin, [&] {
-    answer = SpendStackThen([&] { return HasEntityChildren(pkg, nullptr, nullptr); });
-    calls = HostMonitor::Instance().Count();
-  }));
-  EXPECT_FALSE(answer);
-  EXPECT_EQ(calls, 0u);
+  EXPECT_FALSE(HasEntityChildren(E("PKG"), E("MM-ELEMENT"), nullptr));
+  std::vector<std::string> expected = kChildrenCall;
+  expected.push_back("IsKindOf(Attribute)");  // first pass
+  expected.push_back("IsKindOf(Attribute)");  // second pass: PKG again, still open
+  EXPECT_EQ(Log(), expected);
+}
+
+// ---- graphs of attribute nodes of any shape (testing/AttributeGraphHost.h) ----
+
+// Node 0 -> 1 -> ... -> levels-1, each an attribute child of the one before;
+// the last one has an ordinary child (node `levels`) when `endsInSome`.
+std::unique_ptr<orvtest::AttributeGraphHost> Chain(std::size_t levels, bool endsInSome) {
+  auto host = std::make_unique<orvtest::AttributeGraphHost>(levels + 1);
+  for (std::size_t i = 0; i + 1 < levels; ++i) host->AddChild(i, i + 1, true);
+  if (endsInSome) host->AddChild(levels - 1, levels, false);
+  return host;
+}
+
+// Layer l has one node D(l) = l * (width + 1) with `width` attribute
+// children A(l, i) = D(l) + 1 + i, each of which has D(l + 1) as its one
+// attribute child: D(layers) is reached width^layers ways. D(layers) has
+// an ordinary child when `endsInSome`.
+std::unique_ptr<orvtest::AttributeGraphHost> Diamond(std::size_t layers, std::size_t width, bool endsInSome) {
+  const std::size_t last = layers * (width + 1);
+  auto host = std::make_unique<orvtest::AttributeGraphHost>(last + 2);
+  for (std::size_t layer = 0; layer < layers; ++layer) {
+    const std::size_t d = layer * (width + 1);
+    for (std::size_t i = 0; i < width; ++i) {
+      host->AddChild(d, d + 1 + i, true);
+      host->AddChild(d + 1 + i, d + width + 1, true);
+    }
+  }
+  if (endsInSome) host->AddChild(last, last + 1, false);
+  return host;
+}
+
+// Node 0 -> 1 -> ... -> length-1 -> 0.
+std::unique_ptr<orvtest::AttributeGraphHost> Ring(std::size_t length) {
+  auto host = std::make_unique<orvtest::AttributeGraphHost>(length);
+  for (std::size_t i = 0; i < length; ++i) host->AddChild(i, (i + 1) % length, true);
+  return host;
+}
+
+struct GraphRow {
+  const char* name;
+  std::unique_ptr<orvtest::AttributeGraphHost> (*make)();
+  bool answer;
+  std::size_t childrenCalls;  // by hand from the rules: one per distinct node asked
+};
+
+const GraphRow kGraphRows[] = {
+    {"chain of 100,000, nothing at the end", [] { return Chain(100000, false); }, false, 100000},
+    {"chain of 100,000, an ordinary child at the end", [] { return Chain(100000, true); }, true, 100000},
+    // 40 layers of width 3: 3^40 ways down; 40 * 4 + 1 distinct nodes.
+    {"wide diamond, nothing at the bottom", [] { return Diamond(40, 3, false); }, false, 161},
+    // The first way down reaches the bottom, which answers at once: D and the
+    // first A of every layer, and the bottom.
+    {"wide diamond, an ordinary child at the bottom", [] { return Diamond(40, 3, true); }, true, 81},
+    // Each node once; the first node asked again is the start, still open.
+    {"ring of 100,000", [] { return Ring(100000); }, false, 100000},
+    {"ring of one", [] { return Ring(1); }, false, 1},
+};
+
+TEST(AttributeGraphTest, EveryShapeGetsItsAnswerOnEveryStack) {
+  for (const GraphRow& row : kGraphRows) {
+    for (const orvtest::StackKind& stack : orvtest::EveryStack()) {
+      std::unique_ptr<orvtest::AttributeGraphHost> host = row.make();
+      bool answer = !row.answer;
+      ASSERT_TRUE(orvtest::RunOnStack(
+          stack, [&] { answer = HasEntityChildren(host->Node(0), host->AttributeDefinition(), nullptr); }))
+          << stack.name;
+      EXPECT_EQ(answer, row.answer) << row.name << " on " << stack.name;
+      EXPECT_EQ(host->ChildrenCalls(), row.childrenCalls) << row.name << " on " << stack.name;
+    }
+  }
+}
+
+TEST_F(AttributeStructureTest, DiamondKeepsTheRecursionsCallsUntilANodeRepeats) {
+  // One layer of width 2: D0 -> A0-0 -> D1, then A0-1 -> D1 again, which is
+  // known to have no children worth showing and is not asked again.
+  LoadText(AttributeModel(Listing("D0", {"A0-0", "A0-1"}) + Listing("A0-0", {"D1"}) + Listing("A0-1", {"D1"}) +
+                          Listing("D1", {})));
+  StartLog();
+  EXPECT_FALSE(HasEntityChildren(E("D0"), E("MM-ELEMENT"), nullptr));
+  std::vector<std::string> expected = kChildrenCall;                         // D0
+  expected.insert(expected.end(), {"IsKindOf(Attribute)", "IsKindOf(Attribute)", "IsKindOf(Attribute)"});
+  expected.insert(expected.end(), kChildrenCall.begin(), kChildrenCall.end());  // A0-0
+  expected.insert(expected.end(), {"IsKindOf(Attribute)", "IsKindOf(Attribute)"});
+  expected.insert(expected.end(), kChildrenCall.begin(), kChildrenCall.end());  // D1: nothing
+  expected.push_back("IsKindOf(Attribute)");                                     // A0-1 (second pass of D0)
+  expected.insert(expected.end(), kChildrenCall.begin(), kChildrenCall.end());  // A0-1
+  expected.insert(expected.end(), {"IsKindOf(Attribute)", "IsKindOf(Attribute)"});  // D1: remembered
+  EXPECT_EQ(Log(), expected);
+}
+
+TEST_F(ModelViewQueriesTest, AllocationFailureGivesTheAnswerFalseOrPassesTheHostsFailureThrough) {
+  Load();
+  qm::IVelEntity* folders = E("FOLDERS");
+  bool answer = false;
+  bool threw = false;
+  long leftBlocks = 0;
+  long falseAnswers = 0;
+  HasEntityChildren(folders, nullptr, nullptr);  // the host's first-call bookkeeping stays; not counted below
+  const long runs = orvtest::SweepAllocationFailures(
+      [&] {
+        const long before = orvtest::LiveBlocksOnThisThread();
+        threw = false;
+        try {
+          answer = HasEntityChildren(folders, nullptr, nullptr);
+        } catch (const std::bad_alloc&) {
+          threw = true;  // an allocation of the host's own failed: its exception passes through
+        }
+        leftBlocks = orvtest::LiveBlocksOnThisThread() - before;
+      },
+      [&](long failedAt) {
+        EXPECT_EQ(leftBlocks, 0) << failedAt;
+        if (failedAt == 0) {
+          EXPECT_FALSE(threw);
+          EXPECT_TRUE(answer);
+        } else if (!threw && !answer) {
+          ++falseAnswers;
+        }
+      });
+  EXPECT_GT(runs, 3);
+  // The query's own allocations failing give false, without an exception.
+  EXPECT_GT(falseAnswers, 0);
 }
 
 // ---------------------------------------------------------------------------

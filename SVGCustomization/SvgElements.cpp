@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "SVGCustomization/SvgWorkStack.h"
 #include "SVGCustomization/WrappedInt32.h"
 #include "Utils/ConvertIntToString.h"
-#include "Utils/StackRoom.h"
 
 namespace {
 
@@ -163,32 +163,49 @@ std::string SVGElementName(qm::IVelEntity* entity) {
 
 namespace {
 
-// How the removal below one entity ended.
-enum class RemovalEnd { kKept, kRemoved, kOutOfStack };
+// The removal remembers nothing of an open element but its items.
+struct NoNotes {};
 
-// RemoveBoundaryrectElements, one element per call. When the stack runs out
-// (a tree nested deeper than it holds, or a cyclic "Expression" list) the
-// whole removal ends there; what was removed before stays removed.
-RemovalEnd Removing(qm::IVelEntity* entity) {
-  if (entity == nullptr) return RemovalEnd::kKept;
-  if (!HasStackRoom()) return RemovalEnd::kOutOfStack;
-  if (!entity->IsKindOf("InstanceExpr")) return RemovalEnd::kKept;
+// How visiting one entity of the removal went.
+enum class Removal { kKept, kRemoved, kEnd };
+
+// Visits `entity`: deletes it when it is a "boundaryrect" element, or opens
+// it on `stack` (with a copy of its "Expression" list: deleting an entry
+// changes the host's list, not ours, and every entry is visited once) when
+// it is another element. kEnd when it cannot be opened (a cycle of
+// "Expression" lists, or no memory): the whole removal ends there, and what
+// was removed before stays removed.
+
+Removal Visit(SvgWorkStack<NoNotes>& stack, qm::IVelEntity* entity) {
+  if (entity == nullptr) return Removal::kKept;
+  if (!entity->IsKindOf("InstanceExpr")) return Removal::kKept;
   if (SVGElementName(entity) == "boundaryrect") {
     entity->DeleteEntity(qmdll::defaultChanger);
-    return RemovalEnd::kRemoved;
+    return Removal::kRemoved;
   }
-  // A copy of the list: deleting an entry changes the host's list, not ours,
-  // and every entry is visited once.
-  qm::EntityList children;
-  entity->GetEntities("Expression", children);
-  for (qm::IVelEntity* child : children) {
-    if (Removing(child) == RemovalEnd::kOutOfStack) return RemovalEnd::kOutOfStack;
+  if (stack.Enter(entity) != SvgEnter::kEntered) return Removal::kEnd;
+  entity->GetEntities("Expression", stack.Innermost().items);
+  return Removal::kKept;
+}
+
+// Depth first, in the order of the "Expression" lists, without recursion.
+Removal Removing(qm::IVelEntity* root) {
+  SvgWorkStack<NoNotes> stack;
+  const Removal first = Visit(stack, root);
+  if (first != Removal::kKept) return first;
+  while (!stack.Empty()) {
+    qm::EntityList& items = stack.Innermost().items;
+    if (items.empty()) {
+      stack.Leave();
+      continue;
+    }
+    if (Visit(stack, TakeNextItem(items)) == Removal::kEnd) return Removal::kEnd;
   }
-  return RemovalEnd::kKept;
+  return Removal::kKept;
 }
 
 }  // namespace
 
-bool RemoveBoundaryrectElements(qm::IVelEntity* entity) { return Removing(entity) == RemovalEnd::kRemoved; }
+bool RemoveBoundaryrectElements(qm::IVelEntity* entity) { return Removing(entity) == Removal::kRemoved; }
 
 void RemoveBoundaryrectElement(qm::IVelEntity* entity) { RemoveBoundaryrectElements(entity); }

@@ -62,10 +62,11 @@ qm::IVelEntity* CreateSVGYellowTriangle(int x, int y, int size, const std::strin
                                         CSvgColor color, std::string suffix);
 
 // Deletes every "boundaryrect" element at or below `entity` (with its
-// subtree). Entities that are not elements are left alone. Recurses once per
-// level, as deep as the calling thread's stack allows; when it runs out (a
-// tree nested deeper, or a cyclic "Expression" list), the removal ends there
-// and the rest of the tree is not visited.
+// subtree). Entities that are not elements are left alone. Walks depth first
+// in list order without recursion, so any depth that memory holds is walked
+// on any stack. On a cyclic "Expression" list (an element met again inside
+// itself), or when memory for the walk runs out, the removal ends there and
+// the rest of the tree is not visited; what was removed stays removed.
 void RemoveBoundaryrectElement(qm::IVelEntity* entity);
 
 // As RemoveBoundaryrectElement; returns true when `entity` itself was a

@@ -367,6 +367,13 @@ TEST(FindPointALongLineTest, BezierTable) {
       {"degree 34", degree34, true, 0.5, 10.9, CSvgPoint(10, 0)},
       // NaN spreads to both coordinates, which become INT_MIN.
       {"NaN fraction", kRightThenDown, true, kNaN, 10.0, CSvgPoint(INT_MIN, INT_MIN)},
+      // Negative fractional results truncate toward zero, up, not down:
+      // (-7.5, -12.5) gives (-7, -12).
+      {"linear, negative halves", {CSvgPoint(0, 0), CSvgPoint(-30, -50)}, true, 0.25, 0.0, CSvgPoint(-7, -12)},
+      // Position (-75, -25), tangent (-100, -100), normal (-1, 1) / sqrt 2:
+      // (-75 - 7.07, -25 + 7.07) = (-82.07, -17.93) gives (-82, -17).
+      {"quadratic mirrored, negative fractions",
+       {CSvgPoint(0, 0), CSvgPoint(-100, 0), CSvgPoint(-100, -100)}, true, 0.5, 10.0, CSvgPoint(-82, -17)},
   });
 }
 

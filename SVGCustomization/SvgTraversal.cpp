@@ -9,8 +9,8 @@
 #include "SVGCustomization/SvgElements.h"
 #include "SVGCustomization/SvgGeometry.h"
 #include "SVGCustomization/SvgMath.h"
+#include "SVGCustomization/SvgWorkStack.h"
 #include "SVGCustomization/WrappedInt32.h"
-#include "Utils/StackRoom.h"
 
 namespace {
 
@@ -253,69 +253,102 @@ void Reannotate(qm::IVelEntity* element, const std::string& id, qm::IVelModel* m
   if (!target.frame) AppendImage(element, target.presentation, model);
 }
 
-// How the walk below one element ended.
-enum class WalkEnd {
-  kWalked,      // the element and its subtree were walked
-  kDeleted,     // the element was the icon group of an earlier run and is gone
-  kOutOfStack,  // the stack ran out below it: the whole walk ends
-};
-
-// TraverseSVGTree, one element per call. When the stack runs out (a tree
-// nested deeper than the stack holds, or a cyclic "Expression" list), the
-// whole traversal ends there: neither the element at which it ran out nor
-// any element around it is annotated, since their subtrees were not walked
-// to the end, and nothing further is visited (a cycle would otherwise be
-// walked again from every level on the way back up). Elements annotated
+// The walks below keep their open elements on an SvgWorkStack instead of
+// recursing, and make the host calls that one call per element would make,
+// in the same order: an element is asked IsKindOf("InstanceExpr") and for its
+// "Expression" list when it is entered, and finished (annotated) after its
+// last item. When the walk meets a cycle of "Expression" lists or the stack
+// cannot grow, the whole walk ends there: neither the element it could not
+// enter nor any element around it is annotated (their subtrees were not
+// walked to the end), and nothing further is visited. Elements annotated
 // before stay annotated.
-WalkEnd Annotating(qm::IVelEntity* element, qm::IVelModel* model) {
-  if (element == nullptr || model == nullptr) return WalkEnd::kWalked;
-  if (!HasStackRoom()) return WalkEnd::kOutOfStack;
-  if (!element->IsKindOf("InstanceExpr")) return WalkEnd::kWalked;
-  qm::EntityList items;
-  element->GetEntities("Expression", items);
-  Marking marking;
-  for (qm::IVelEntity* item : items) {
+
+// Opens `element` for the first annotation; false when the walk must end.
+// An element that is no "InstanceExpr" is left closed and the walk goes on.
+bool EnterForAnnotation(SvgWorkStack<Marking>& stack, qm::IVelEntity* element) {
+  if (stack.Enter(element) != SvgEnter::kEntered) return false;
+  if (!element->IsKindOf("InstanceExpr")) {
+    stack.Leave();
+    return true;
+  }
+  element->GetEntities("Expression", stack.Innermost().items);
+  return true;
+}
+
+void Annotating(qm::IVelEntity* root, qm::IVelModel* model) {
+  if (root == nullptr || model == nullptr) return;
+  SvgWorkStack<Marking> stack;
+  if (!EnterForAnnotation(stack, root)) return;
+  while (!stack.Empty()) {
+    auto& level = stack.Innermost();
+    if (level.items.empty()) {
+      qm::IVelEntity* element = level.element;
+      const Marking marking = level.notes;
+      stack.Leave();
+      if (marking.marked) Annotate(element, marking.id, model);
+      continue;
+    }
+    qm::IVelEntity* item = TakeNextItem(level.items);
     if (item->IsKindOf("InstanceExpr")) {
-      if (Annotating(item, model) == WalkEnd::kOutOfStack) return WalkEnd::kOutOfStack;
+      if (!EnterForAnnotation(stack, item)) return;
       continue;
     }
     std::string name, value;
-    if (ReadAttribute(item, name, value)) marking.Note(name, value);
+    if (ReadAttribute(item, name, value)) level.notes.Note(name, value);
   }
-  if (marking.marked) Annotate(element, marking.id, model);
-  return WalkEnd::kWalked;
 }
 
-// ReannotateSVGTree, one element per call; running out of stack ends the
-// whole walk as in Annotating.
-WalkEnd Reannotating(qm::IVelEntity* element, qm::IVelModel* model, CJasonElementFinder& finder,
-                     bool removeImages) {
-  if (element == nullptr || model == nullptr) return WalkEnd::kWalked;
-  if (!HasStackRoom()) return WalkEnd::kOutOfStack;
-  if (!element->IsKindOf("InstanceExpr")) return WalkEnd::kWalked;
+// How entering an element for the re-annotation went.
+enum class ReEnter { kEntered, kNoElement, kEnd };
+
+// Opens `element` for the re-annotation.
+ReEnter EnterForReannotation(SvgWorkStack<Marking>& stack, qm::IVelEntity* element) {
+  if (stack.Enter(element) != SvgEnter::kEntered) return ReEnter::kEnd;
+  if (!element->IsKindOf("InstanceExpr")) {
+    stack.Leave();
+    return ReEnter::kNoElement;
+  }
   // A copy of the list: deleting an item changes the host's list, not ours.
-  qm::EntityList items;
-  element->GetEntities("Expression", items);
-  Marking marking;
-  for (qm::IVelEntity* item : items) {
+  element->GetEntities("Expression", stack.Innermost().items);
+  return ReEnter::kEntered;
+}
+
+// Returns true when `root` itself was deleted.
+bool Reannotating(qm::IVelEntity* root, qm::IVelModel* model, CJasonElementFinder& finder, bool removeImages) {
+  if (root == nullptr || model == nullptr) return false;
+  SvgWorkStack<Marking> stack;
+  if (EnterForReannotation(stack, root) != ReEnter::kEntered) return false;
+  while (!stack.Empty()) {
+    auto& level = stack.Innermost();
+    if (level.items.empty()) {
+      qm::IVelEntity* element = level.element;
+      const Marking marking = level.notes;
+      stack.Leave();
+      if (marking.marked) Reannotate(element, marking.id, model, finder);
+      continue;
+    }
+    qm::IVelEntity* item = TakeNextItem(level.items);
     if (item->IsKindOf("InformalExpr")) {
       if (IsEarlierLinkText(item)) item->DeleteEntity(qmdll::defaultChanger);
       continue;
     }
     if (item->IsKindOf("InstanceExpr")) {
       if (removeImages && IsImage(item)) {
-        // This element is the icon group of an earlier run: it goes as a whole.
+        // This element is the icon group of an earlier run: it goes as a
+        // whole, unfinished, and the walk goes on around it.
+        qm::IVelEntity* element = level.element;
+        stack.Leave();
         element->DeleteEntity(qmdll::defaultChanger);
-        return WalkEnd::kDeleted;
+        if (stack.Empty()) return true;
+        continue;
       }
-      if (Reannotating(item, model, finder, removeImages) == WalkEnd::kOutOfStack) return WalkEnd::kOutOfStack;
+      if (EnterForReannotation(stack, item) == ReEnter::kEnd) return false;
       continue;
     }
     std::string name, value;
-    if (ReadAttribute(item, name, value)) marking.Note(name, value);
+    if (ReadAttribute(item, name, value)) level.notes.Note(name, value);
   }
-  if (marking.marked) Reannotate(element, marking.id, model, finder);
-  return WalkEnd::kWalked;
+  return false;
 }
 
 }  // namespace
@@ -324,7 +357,7 @@ void TraverseSVGTree(qm::IVelEntity* element, qm::IVelModel* model) { Annotating
 
 bool ReannotateSVGTree(qm::IVelEntity* element, qm::IVelModel* model, CJasonElementFinder& finder,
                        bool removeImages) {
-  return Reannotating(element, model, finder, removeImages) == WalkEnd::kDeleted;
+  return Reannotating(element, model, finder, removeImages);
 }
 
 void TraverseSVGTreeER(qm::IVelEntity* element, qm::IVelModel* model, CJasonElementFinder& finder,

@@ -11,12 +11,14 @@
 // be made is left out. Neither traversal reports an error; exceptions of
 // host operations pass through to the agent.
 //
-// Both recurse once per level of elements, as deep as the calling thread's
-// stack allows. When the stack runs out (a tree nested deeper than that, or
-// a cyclic "Expression" list), the traversal ends there: the element at
-// which it ran out and the elements that enclose it are not annotated
-// (their subtrees were not walked to the end), nothing further is visited,
-// and what was annotated before stays.
+// Neither recurses: each keeps its open elements on a work stack on the
+// heap, so any depth that memory holds is walked, on any stack the host
+// calls on, with the host calls of a depth-first walk in list order. On a
+// cyclic "Expression" list (an element met again inside itself), or when
+// memory for the walk runs out, the traversal ends there: the element it
+// could not enter and the elements that enclose it are not annotated (their
+// subtrees were not walked to the end), nothing further is visited, and what
+// was annotated before stays.
 #ifndef SVGCUSTOMIZATION_SVGTRAVERSAL_H_
 #define SVGCUSTOMIZATION_SVGTRAVERSAL_H_
 

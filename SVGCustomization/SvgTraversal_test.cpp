@@ -5,6 +5,7 @@
 
 #include <initializer_list>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -13,8 +14,9 @@
 #include "JasonParser/JasonParser.h"
 #include "SVGCustomization/SvgCache.h"
 #include "SVGCustomization/SvgElements.h"
-#include "Utils/ThreadWithStack.h"
 #include "emulator/HostMonitor.h"
+#include "testing/AllocationFaults.h"
+#include "testing/Stacks.h"
 #include "emulator/ModelFile.h"
 #include "emulator/SvgTree.h"
 
@@ -490,7 +492,7 @@ TEST_F(SvgTraversalTest, ClientTextOutsideTheIndexedTextIsEmpty) {
   EXPECT_EQ("<g metaClass=\"Symbol\" id=\"FRAME\"><!----></g>", Xml(group));
 }
 
-// ---- depth: trees deeper than the stack, and cyclic "Expression" lists ----
+// ---- depth and cycles: deep trees on any stack, and cyclic "Expression" lists ----
 
 // The first annotation of the frame group (see FrameGetsDiagramAttributes...).
 std::string AnnotatedFrame() {
@@ -522,22 +524,48 @@ class SvgDepthTest : public SvgTraversalTest {
   }
 
   // A chain of `levels` groups below the root, the innermost of them marked
-  // for SYM-CMT; returns the innermost.
+  // for SYM-CMT and holding a "boundaryrect"; returns the innermost.
   Entity* MakeChain(int levels) {
     Entity* parent = root;
     for (int i = 1; i < levels; ++i) parent = Group("", "", parent);
-    return Group("Symbol", "SYM-CMT", parent);
+    Entity* innermost = Group("Symbol", "SYM-CMT", parent);
+    qmemu::AddSvgElement(*model, innermost, "boundaryrect");
+    return innermost;
+  }
+
+  // Runs the three walks over a fresh chain of `levels` on `stack`; answers
+  // the innermost group as XML after each walk. The client's JSON is parsed
+  // beforehand, on the test's own stack.
+  std::vector<std::string> WalkChainOn(const orvtest::StackKind& stack, int levels) {
+    SetUp();
+    Entity* innermost = MakeChain(levels);
+    g_strJasonText = R"([{"objID":"CMT","relInfo":3}])";
+    CJasonParser parser;
+    std::unique_ptr<CJasonTreeRoot> tree(parser.ParseJasonText(g_strJasonText));
+    CJasonElementFinder finder;
+    if (tree != nullptr) finder.Visit(tree.get());
+    std::vector<std::string> xml;
+    const bool ran = orvtest::RunOnStack(stack, [&] {
+      RemoveBoundaryrectElements(root->asEntity());
+      xml.push_back(Xml(innermost));
+      Traverse();
+      xml.push_back(Xml(innermost));
+      TraverseSVGTreeER(root->asEntity(), model.get(), finder, true);
+      xml.push_back(Xml(innermost));
+    });
+    EXPECT_TRUE(ran) << stack.name;
+    return xml;
   }
 };
 
 TEST_F(SvgDepthTest, CyclicExpressionListEndsTheFirstAnnotation) {
   const CyclicTree tree = MakeCycle();
   Traverse();
-  EXPECT_EQ(AnnotatedFrame(), Xml(tree.before));  // annotated before the walk ran out
+  EXPECT_EQ(AnnotatedFrame(), Xml(tree.before));  // annotated before the walk met the cycle
   // The elements on the cycle were not walked to the end: not annotated.
   EXPECT_EQ(3u, tree.cyclic->list("Expression").size());  // metaClass, id, the inner group
   EXPECT_EQ(1u, tree.inner->list("Expression").size());
-  // Nothing after the place where the stack ran out is visited.
+  // Nothing after the place where the walk met the cycle is visited.
   EXPECT_EQ("<g metaClass=\"Symbol\" id=\"SYM-CMT\"/>", Xml(tree.after));
 }
 
@@ -560,33 +588,80 @@ TEST_F(SvgDepthTest, CyclicExpressionListEndsTheBoundaryrectRemoval) {
   const std::string firstGuid = first->guid();
   const std::string lastGuid = last->guid();
   EXPECT_FALSE(RemoveBoundaryrectElements(root->asEntity()));
-  EXPECT_EQ(nullptr, model->find(firstGuid));  // removed before the walk ran out
+  EXPECT_EQ(nullptr, model->find(firstGuid));  // removed before the walk met the cycle
   EXPECT_EQ(last, model->find(lastGuid));      // not visited
   EXPECT_EQ(3u, tree.cyclic->list("Expression").size());
 }
 
-TEST_F(SvgDepthTest, DeepTreeIsAnnotatedAsDeepAsTheStackHolds) {
-  Entity* innermost = MakeChain(2000);
-  if (kSanitizerFrames) {
-    // Sanitizer frames are several times the size of those of a normal
-    // build: there the walk gets a thread with a stack big enough for it.
-    ASSERT_TRUE(RunOnThreadWithStack(kHugeThreadStack, [&] { Traverse(); }));
-  } else {
-    Traverse();
+TEST_F(SvgDepthTest, HundredThousandLevelsAreWalkedOnEveryStack) {
+  // SYM-CMT shows the comment CMT (no links; no definition, so "desc" is
+  // the presentation's meta class and its diagram's name); the client's
+  // JSON gives it the comment "3" and the icon at its position (100, 100).
+  const std::string annotated =
+      "<g metaClass=\"Symbol\" id=\"SYM-CMT\" guid=\"CMT\" objectType=\"Comment\" desc=\"Symbol (Overview)\"";
+  const std::vector<std::string> expected = {
+      "<g metaClass=\"Symbol\" id=\"SYM-CMT\"/>",  // its boundaryrect removed
+      annotated + "/>",
+      annotated + "><!--3-->" + Image("10.00mm", "10.00mm") + "</g>",
+  };
+  for (const orvtest::StackKind& stack : orvtest::EveryStack()) {
+    EXPECT_EQ(expected, WalkChainOn(stack, 100000)) << stack.name;
   }
+}
+
+// The emulated host's million elements take about 1.5 GB in a plain build;
+// sanitizer builds keep several times that in shadow memory and quarantine.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitizerMemory = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr bool kSanitizerMemory = true;
+#else
+constexpr bool kSanitizerMemory = false;
+#endif
+#else
+constexpr bool kSanitizerMemory = false;
+#endif
+
+TEST_F(SvgDepthTest, MillionLevelsAreAnnotatedOnASmallThread) {
+  if (kSanitizerMemory) GTEST_SKIP() << "a million host elements need more memory than a sanitizer build has here";
+  Entity* innermost = MakeChain(1000000);
+  bool ran = orvtest::RunOnStack(orvtest::EveryStack()[2], [&] { Traverse(); });
+  ASSERT_TRUE(ran);
   EXPECT_EQ("CMT", qmemu::SvgAttribute(*innermost, "guid"));
 }
 
-TEST_F(SvgDepthTest, DeepTreeOnASmallStackEndsWithoutAnnotating) {
-  Entity* innermost = MakeChain(2000);
-  Entity* after = Group("Symbol", "SYM-CMT");
-  ASSERT_TRUE(RunOnThreadWithStack(kSmallStackAboveMargin, [&] {
-    Traverse();
-    Reannotate(R"([{"objID":"CMT","relInfo":3}])", true);
-    RemoveBoundaryrectElements(root->asEntity());
-  }));
-  EXPECT_EQ("<g metaClass=\"Symbol\" id=\"SYM-CMT\"/>", Xml(innermost));
-  EXPECT_EQ("<g metaClass=\"Symbol\" id=\"SYM-CMT\"/>", Xml(after));
+TEST_F(SvgDepthTest, AllocationFailureEndsAWalkWithoutLeakOrTerminate) {
+  // A chain whose innermost group names no presentation element: the walks
+  // change nothing, so every run walks the same tree, and a walk that got
+  // to the end asked the host for that id once.
+  Entity* parent = root;
+  for (int i = 0; i < 3; ++i) parent = Group("", "", parent);
+  Group("Symbol", "NO-SUCH", parent);
+  CJasonElementFinder nothing;
+  bool threw = false;
+  long endedQuietly = 0;
+  const long runs = orvtest::SweepAllocationFailures(
+      [&] {
+        const std::size_t lookups = HostMonitor::Instance().Count("FindEntity");
+        threw = false;
+        try {
+          RemoveBoundaryrectElements(root->asEntity());
+          TraverseSVGTree(root->asEntity(), model.get());
+          TraverseSVGTreeER(root->asEntity(), model.get(), nothing, true);
+        } catch (const std::bad_alloc&) {
+          threw = true;  // an allocation of the host's failed; its exception passes through
+        }
+        const std::size_t made = HostMonitor::Instance().Count("FindEntity") - lookups;
+        if (!threw && made < 2) ++endedQuietly;
+      },
+      [&](long failedAt) {
+        if (failedAt == 0) {
+          EXPECT_FALSE(threw);
+        }
+      });
+  EXPECT_GT(runs, 10);
+  EXPECT_GT(endedQuietly, 0);  // the work stack's own failures end a walk quietly
 }
 
 }  // namespace

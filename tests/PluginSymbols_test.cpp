@@ -147,6 +147,15 @@ TEST(PluginSymbols, NeedsOnlyTheRuntimeAndTheHost) {
   EXPECT_TRUE(usesHost) << "the plug-in should call the host";
 }
 
+// The host may load the plug-in after its threads have started (dlopen of
+// a running server): a library marked STATIC_TLS (initial-exec thread-local
+// storage) can then fail to load. The plug-in keeps no thread-local state.
+TEST(PluginSymbols, UsesNoStaticThreadLocalStorage) {
+  const std::vector<std::string> dynamic = Lines(std::string("readelf -d '") + ORV_PLUGIN_PATH + "'");
+  ASSERT_FALSE(dynamic.empty());
+  for (const std::string& line : dynamic) EXPECT_EQ(line.find("STATIC_TLS"), std::string::npos) << line;
+}
+
 // The table above is exact: a name outside the host's operations, such as
 // a helper for releasing one parameter, is refused.
 struct HostNameRow {

@@ -157,7 +157,14 @@ TEST_F(SvgAnnotationFaultTest, CustomizationAgentLetsOnlyItsInterruptEscape) {
   QmAgentFunction* hook = session->plugin()->Find("GenerateSVGWithAnnotationsCustomizationAgent");
   ASSERT_NE(hook, nullptr);
   HostMonitor& monitor = HostMonitor::Instance();
-  for (std::uint64_t n = 1;; ++n) {
+  // Runs the hook on a fresh diagram's tree with the n-th host operation
+  // failing (n = 0: none); answers what left the hook and how many host
+  // operations it made, and frees the tree.
+  struct Outcome {
+    std::string left;
+    std::uint64_t operations;
+  };
+  auto runHook = [&](std::uint64_t n, bool logging) {
     Entity* diagram = session->model().find(NewDiagram());
     Entity* root = qmemu::BuildDiagramSvg(session->model(), *diagram);
     qm::AgentParameters parameters;
@@ -165,7 +172,8 @@ TEST_F(SvgAnnotationFaultTest, CustomizationAgentLetsOnlyItsInterruptEscape) {
     p->unknown = root->asEntity();
     parameters.push_back(p);
     monitor.Reset();
-    monitor.FailAt(n);
+    monitor.SetLogging(logging);
+    if (n != 0) monitor.FailAt(n);
     std::string outcome = "returned";
     try {
       hook(nullptr, nullptr, diagram->asEntity(), &session->model().access(), parameters);
@@ -174,15 +182,38 @@ TEST_F(SvgAnnotationFaultTest, CustomizationAgentLetsOnlyItsInterruptEscape) {
     } catch (...) {
       outcome = "another exception";
     }
-    const bool reached = monitor.Count() >= n;
-    monitor.Reset();
+    const Outcome result{outcome, monitor.Count()};
     if (session->model().find(root->guid()) == root) session->model().destroy(root);
+    return result;
+  };
+  // The hook knows the root, the diagram and the model once the diagram's
+  // GetModel has answered; from the next operation on, every fault must end
+  // in the interrupt, before it only a plain return is allowed.
+  ASSERT_EQ("Interrupt.", runHook(0, true).left);
+  const std::vector<std::string> log = monitor.Log();
+  std::uint64_t known = 0;
+  for (std::size_t i = 0; i < log.size() && known == 0; ++i) {
+    if (log[i] == "GetModel") known = i + 1;
+  }
+  ASSERT_GT(known, 0u);
+  const std::uint64_t operations = log.size();
+  monitor.Reset();
+  for (std::uint64_t n = 1;; ++n) {
+    const Outcome run = runHook(n, false);
+    const std::string& outcome = run.left;
+    const bool reached = run.operations >= n;
+    monitor.Reset();
     if (!reached) {
       EXPECT_EQ("Interrupt.", outcome) << "without a fault";
+      EXPECT_EQ(n, operations + 1);
       EXPECT_GT(n, 500u);
       break;
     }
-    EXPECT_TRUE(outcome == "Interrupt." || outcome == "returned") << "fault at operation " << n << ": " << outcome;
+    if (n <= known) {
+      EXPECT_EQ("returned", outcome) << "fault at operation " << n << " (" << log[n - 1] << ")";
+    } else {
+      EXPECT_EQ("Interrupt.", outcome) << "fault at operation " << n << " (" << log[n - 1] << ")";
+    }
     if (HasFailure()) break;
   }
 }

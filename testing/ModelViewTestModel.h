@@ -17,8 +17,8 @@
 //   MM-SHOWS "Shows", MM-NONE "Nothing": attribute definitions in @MetaModel
 //
 // Icons: Model 0, Package 1, Requirement 7, Block 12, Diagram 20.
-#ifndef ORVSERVER_MODELVIEWTESTMODEL_H_
-#define ORVSERVER_MODELVIEWTESTMODEL_H_
+#ifndef TESTING_MODELVIEWTESTMODEL_H_
+#define TESTING_MODELVIEWTESTMODEL_H_
 
 #include <memory>
 #include <string>
@@ -97,4 +97,4 @@ inline std::vector<std::string> CallChildNodes(qmemu::Model& model, const std::v
 
 }  // namespace orvtest
 
-#endif  // ORVSERVER_MODELVIEWTESTMODEL_H_
+#endif  // TESTING_MODELVIEWTESTMODEL_H_
