@@ -156,8 +156,9 @@ void AppendMarkers(qm::IVelEntity* element, const Target& target, const std::str
   }
 }
 
-// Steps of the first annotation for one marked element.
-void Annotate(qm::IVelEntity* element, const std::string& id, qm::IVelModel* model) {
+// Steps of the first annotation for one marked element. `links`, when not
+// null, answers the link question instead of walking the model's links.
+void Annotate(qm::IVelEntity* element, const std::string& id, qm::IVelModel* model, const CLinkGathering* links) {
   Target target;
   if (!Resolve(model, id, target)) return;
   qm::IVelEntity* shown = target.Shown();
@@ -171,7 +172,7 @@ void Annotate(qm::IVelEntity* element, const std::string& id, qm::IVelModel* mod
 
   std::string json;
   LinkFlags flags;
-  EncodeLinkInformationInJason(shown, json, flags.outgoingHyperlinks, flags.incomingHyperlinks,
+  EncodeLinkInformationInJason(shown, links, json, flags.outgoingHyperlinks, flags.incomingHyperlinks,
                                flags.outgoingDependencies, flags.incomingDependencies);
   if (!json.empty()) {
     // The host writes character data as an XML comment, which must not hold "--".
@@ -267,7 +268,7 @@ enum class WalkEnd {
 // to the end, and nothing further is visited (a cycle would otherwise be
 // walked again from every level on the way back up). Elements annotated
 // before stay annotated.
-WalkEnd Annotating(qm::IVelEntity* element, qm::IVelModel* model) {
+WalkEnd Annotating(qm::IVelEntity* element, qm::IVelModel* model, const CLinkGathering* links) {
   if (element == nullptr || model == nullptr) return WalkEnd::kWalked;
   if (!HasStackRoom()) return WalkEnd::kOutOfStack;
   if (!element->IsKindOf("InstanceExpr")) return WalkEnd::kWalked;
@@ -276,13 +277,13 @@ WalkEnd Annotating(qm::IVelEntity* element, qm::IVelModel* model) {
   Marking marking;
   for (qm::IVelEntity* item : items) {
     if (item->IsKindOf("InstanceExpr")) {
-      if (Annotating(item, model) == WalkEnd::kOutOfStack) return WalkEnd::kOutOfStack;
+      if (Annotating(item, model, links) == WalkEnd::kOutOfStack) return WalkEnd::kOutOfStack;
       continue;
     }
     std::string name, value;
     if (ReadAttribute(item, name, value)) marking.Note(name, value);
   }
-  if (marking.marked) Annotate(element, marking.id, model);
+  if (marking.marked) Annotate(element, marking.id, model, links);
   return WalkEnd::kWalked;
 }
 
@@ -320,7 +321,11 @@ WalkEnd Reannotating(qm::IVelEntity* element, qm::IVelModel* model, CJasonElemen
 
 }  // namespace
 
-void TraverseSVGTree(qm::IVelEntity* element, qm::IVelModel* model) { Annotating(element, model); }
+void TraverseSVGTree(qm::IVelEntity* element, qm::IVelModel* model) { Annotating(element, model, nullptr); }
+
+void TraverseSVGTree(qm::IVelEntity* element, qm::IVelModel* model, const CLinkGathering& links) {
+  Annotating(element, model, &links);
+}
 
 bool ReannotateSVGTree(qm::IVelEntity* element, qm::IVelModel* model, CJasonElementFinder& finder,
                        bool removeImages) {

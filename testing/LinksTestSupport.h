@@ -1,7 +1,7 @@
-// Shared helpers of the Links unit tests: models written in a test, entity
+// Shared helpers of the link tests: models written in a test, entity
 // lookup, expected JSON written line by line, and record lists as text.
-#ifndef LINKS_LINKSTESTSUPPORT_H_
-#define LINKS_LINKSTESTSUPPORT_H_
+#ifndef TESTING_LINKSTESTSUPPORT_H_
+#define TESTING_LINKSTESTSUPPORT_H_
 
 #include <gtest/gtest.h>
 
@@ -83,4 +83,4 @@ class LinksTest : public ::testing::Test {
 
 }  // namespace linkstest
 
-#endif  // LINKS_LINKSTESTSUPPORT_H_
+#endif  // TESTING_LINKSTESTSUPPORT_H_
