@@ -144,14 +144,15 @@ inline std::string GenerateLinkModel(const LinkModelShape& s) {
   for (int i = 0; i < s.blocks; ++i) {
     std::string refs = "\"Supplier\": " + Quoted(i % 17 == 2 ? "@Predefined@ExternalObject" : Id("REQ-", i % s.requirements));
     if (i % 13 == 5) refs += ", \"NonOwningClient\": " + Quoted(Id("BLK-", (i + 1) % s.blocks));
-    std::string applications = i % 7 == 3 ? "" : Apply("@Predefined@satisfy");
+    Items applications;
+    if (i % 7 != 3) applications.Add(Apply("@Predefined@satisfy"));
     if (i % 17 == 2) {
-      applications += ", " + Apply("@Predefined@externalObjectReference",
-                                   Tag("target", "vorn:qm:" + Id("REQ-", (i + 1) % s.requirements)));
+      applications.Add(Apply("@Predefined@externalObjectReference",
+                             Tag("target", "vorn:qm:" + Id("REQ-", (i + 1) % s.requirements))));
     }
     const std::string dependency = Entity(Id("SAT-", i), "Dependency", "",
                                           ", \"in\": \"ClientDependency\", \"refs\": {" + refs + "}" +
-                                              withStereotypes(applications));
+                                              withStereotypes(applications.Text()));
     blocks.Add(Entity(Id("BLK-", i), "Block", "Block " + std::to_string(i),
                       ", \"children\": [" + dependency + "]" + withStereotypes(hyperlinksOf(i))));
   }
