@@ -19,6 +19,12 @@ qm::IVelEntity* DependencyOfReference(qm::IVelEntity* instance) {
   return dependency;
 }
 
+bool NamesModelElement(const std::string& reference, const std::string& guid) {
+  if (reference.size() < kModelUrlPrefixLength) return false;
+  if (reference.compare(0, kModelUrlPrefixLength, kModelUrlPrefix) != 0) return false;
+  return !guid.empty() && reference.compare(kModelUrlPrefixLength, std::string::npos, guid) == 0;
+}
+
 std::string GuidOfModelReference(const std::string& reference) {
   if (reference.size() < kModelUrlPrefixLength) return std::string();
   if (reference.compare(0, kModelUrlPrefixLength, kModelUrlPrefix) != 0) return std::string();

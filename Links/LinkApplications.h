@@ -22,6 +22,11 @@ extern const char kHyperlinkStereotype[];          // "@VELLinks@HYPERLINK"
 // "InstanceExpr" and its owner a "Dependency"; else null.
 qm::IVelEntity* DependencyOfReference(qm::IVelEntity* instance);
 
+// True when `reference` is "vorn:qm:" followed by `guid`, which is not
+// empty. Compared in place: the walks run it for every external reference
+// in the model on every request.
+bool NamesModelElement(const std::string& reference, const std::string& guid);
+
 // The GUID that a "vorn:qm:" reference names (everything after the prefix,
 // as it is); "" for any other text.
 std::string GuidOfModelReference(const std::string& reference);

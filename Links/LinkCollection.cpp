@@ -10,22 +10,10 @@ namespace {
 
 using links::kExternalReferenceStereotype;
 using links::kHyperlinkStereotype;
-const char kModelUrlPrefix[] = "vorn:qm:";
-const std::size_t kModelUrlPrefixLength = 8;
-
-// True when `reference` is "vorn:qm:" followed by `guid`, which is not
-// empty. Compared in place: this runs for every external reference in the
-// model on every request.
-bool NamesModelElement(const std::string& reference, const std::string& guid) {
-  if (reference.size() < kModelUrlPrefixLength) return false;
-  if (reference.compare(0, kModelUrlPrefixLength, kModelUrlPrefix) != 0) return false;
-  return !guid.empty() && reference.compare(kModelUrlPrefixLength, std::string::npos, guid) == 0;
-}
 
 // Appends each entry of `more` that `out` does not hold yet (pointer
 // identity, searched in `out` as it stands), in the order of `more`.
-template <class Entities>
-void AppendMissing(const Entities& more, std::list<qm::IVelEntity*>& out) {
+void AppendMissing(const std::list<qm::IVelEntity*>& more, std::list<qm::IVelEntity*>& out) {
   for (qm::IVelEntity* entity : more) {
     if (std::find(out.begin(), out.end(), entity) == out.end()) out.push_back(entity);
   }
@@ -105,17 +93,17 @@ void IncomingHyperlinkCarriers(qm::IVelEntity* element, const CLinkGathering* ga
   if (element == nullptr) return;
   qm::IVelModel* model = element->GetModel();
   if (model == nullptr || !element->IsKindOf("PersistentEntity")) return;
-  const bool gathered = gathering != nullptr && gathering->Covers(model);
-  qm::IVelEntity* stereotype = gathered ? nullptr : model->FindEntity(kHyperlinkStereotype);
-  if (!gathered && stereotype == nullptr) return;
   std::string guid;
-  element->GetValue("Guid", guid, 0);
-  if (gathered) {
+  if (gathering != nullptr && gathering->Covers(model)) {
+    element->GetValue("Guid", guid, 0);
     if (const std::vector<qm::IVelEntity*>* found = gathering->HyperlinkCarriersNaming(guid)) {
       out.assign(found->begin(), found->end());
     }
     return;
   }
+  qm::IVelEntity* stereotype = model->FindEntity(kHyperlinkStereotype);
+  if (stereotype == nullptr) return;
+  element->GetValue("Guid", guid, 0);
 
   qm::EntityList instances;
   stereotype->GetReferencingEntities("InstanceOf", instances);
@@ -195,7 +183,7 @@ void CollectExternalDependencies(qm::IVelEntity* element, const std::string& end
     qm::IVelEntity* dependency = links::DependencyOfReference(instance);
     if (dependency == nullptr) continue;
     GetExternalReference(dependency, end, reference);
-    if (NamesModelElement(reference, guid)) out.push_back(dependency);
+    if (links::NamesModelElement(reference, guid)) out.push_back(dependency);
   }
 }
 
