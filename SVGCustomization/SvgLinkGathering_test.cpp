@@ -145,7 +145,7 @@ class SvgLinkGatheringAgentTest : public ::testing::Test {
   void SetUp() override {
     HostMonitor::Instance().Reset();
     g_strJasonText.clear();
-    model = LoadGenerated({2, 2, 1, 8, 3, 2, 2});
+    model = LoadGenerated({1, 1, 1, 4, 2, 2, 1});
     ASSERT_NE(model, nullptr);
     reference = CustomizedReference(*model);
   }
