@@ -2,7 +2,7 @@
 // the host calls they make.
 #include "Links/DependencyClassification.h"
 
-#include "Links/LinksTestSupport.h"
+#include "testing/LinksTestSupport.h"
 
 namespace {
 

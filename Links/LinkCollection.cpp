@@ -3,22 +3,13 @@
 #include <algorithm>
 
 #include "Links/DependencyClassification.h"
+#include "Links/LinkApplications.h"
+#include "Links/LinkGathering.h"
 
 namespace {
 
-const char kExternalReferenceStereotype[] = "@Predefined@externalObjectReference";
-const char kHyperlinkStereotype[] = "@VELLinks@HYPERLINK";
-const char kModelUrlPrefix[] = "vorn:qm:";
-const std::size_t kModelUrlPrefixLength = 8;
-
-// True when `reference` is "vorn:qm:" followed by `guid`, which is not
-// empty. Compared in place: this runs for every external reference in the
-// model on every request.
-bool NamesModelElement(const std::string& reference, const std::string& guid) {
-  if (reference.size() < kModelUrlPrefixLength) return false;
-  if (reference.compare(0, kModelUrlPrefixLength, kModelUrlPrefix) != 0) return false;
-  return !guid.empty() && reference.compare(kModelUrlPrefixLength, std::string::npos, guid) == 0;
-}
+using links::kExternalReferenceStereotype;
+using links::kHyperlinkStereotype;
 
 // Appends each entry of `more` that `out` does not hold yet (pointer
 // identity, searched in `out` as it stands), in the order of `more`.
@@ -26,27 +17,6 @@ void AppendMissing(const std::list<qm::IVelEntity*>& more, std::list<qm::IVelEnt
   for (qm::IVelEntity* entity : more) {
     if (std::find(out.begin(), out.end(), entity) == out.end()) out.push_back(entity);
   }
-}
-
-// The text of a character-string value entity into `text`; `text` is left
-// as it is when the entity is null or of another meta class.
-void ReadCharstring(qm::IVelEntity* value, std::string& text) {
-  if (value != nullptr && value->IsKindOf("CharstringValue")) value->GetValue("ValueString", text, 0);
-}
-
-// The entity behind an argument of an instance expression, or null.
-qm::IVelEntity* EntityOf(qm::IUnknown* object) {
-  if (object == nullptr) return nullptr;
-  void* entity = nullptr;
-  object->QueryInterface(qm::IVelEntity::guid, &entity);
-  return static_cast<qm::IVelEntity*>(entity);
-}
-
-// The expression interface of an instance expression, or null.
-qm::IVelExpression* ExpressionOf(qm::IVelEntity* entity) {
-  void* expression = nullptr;
-  entity->QueryInterface(qm::IVelExpression::guid, &expression);
-  return static_cast<qm::IVelExpression*>(expression);
 }
 
 // Fills `info` for a linked element: its GUID when it is persistent, its
@@ -94,32 +64,58 @@ void DescribeDependencies(const std::list<qm::IVelEntity*>& dependencies, Linked
   }
 }
 
-}  // namespace
+// The dependencies by external reference for `end`: from `gathering` when
+// it covers the element's model, else by the walk of
+// CollectExternalDependencies. The same list either way.
+void ExternalDependencies(qm::IVelEntity* element, const std::string& end, const CLinkGathering* gathering,
+                          std::list<qm::IVelEntity*>& out) {
+  out.clear();
+  if (element == nullptr) return;
+  qm::IVelModel* model = element->GetModel();
+  if (gathering == nullptr || !gathering->Covers(model)) {
+    CollectExternalDependencies(element, end, out);
+    return;
+  }
+  if (!element->IsKindOf("PersistentEntity")) return;
+  std::string guid;
+  element->GetValue("Guid", guid, 0);
+  if (const std::vector<qm::IVelEntity*>* found = gathering->DependenciesNaming(end, guid)) {
+    out.assign(found->begin(), found->end());
+  }
+}
 
-void CollectExternalDependencies(qm::IVelEntity* element, const std::string& end,
-                                 std::list<qm::IVelEntity*>& out) {
+// The carriers of the hyperlinks pointing at the element, one per
+// hyperlink: from `gathering` when it covers the element's model, else by
+// walking every application of the hyperlink stereotype.
+void IncomingHyperlinkCarriers(qm::IVelEntity* element, const CLinkGathering* gathering,
+                               std::list<qm::IVelEntity*>& out) {
   out.clear();
   if (element == nullptr) return;
   qm::IVelModel* model = element->GetModel();
   if (model == nullptr || !element->IsKindOf("PersistentEntity")) return;
-  qm::IVelEntity* stereotype = model->FindEntity(kExternalReferenceStereotype);
-  if (stereotype == nullptr) return;
   std::string guid;
+  if (gathering != nullptr && gathering->Covers(model)) {
+    element->GetValue("Guid", guid, 0);
+    if (const std::vector<qm::IVelEntity*>* found = gathering->HyperlinkCarriersNaming(guid)) {
+      out.assign(found->begin(), found->end());
+    }
+    return;
+  }
+  qm::IVelEntity* stereotype = model->FindEntity(kHyperlinkStereotype);
+  if (stereotype == nullptr) return;
   element->GetValue("Guid", guid, 0);
 
   qm::EntityList instances;
   stereotype->GetReferencingEntities("InstanceOf", instances);
-  std::string reference;
+  std::string target;
   for (qm::IVelEntity* instance : instances) {
-    if (!instance->IsKindOf("InstanceExpr")) continue;
-    qm::IVelEntity* dependency = instance->GetOwner();
-    if (dependency == nullptr || !dependency->IsKindOf("Dependency")) continue;
-    GetExternalReference(dependency, end, reference);
-    if (NamesModelElement(reference, guid)) out.push_back(dependency);
+    qm::IVelEntity* carrier = links::HyperlinkCarrier(instance, target);
+    if (carrier != nullptr && !target.empty() && target == guid) out.push_back(carrier);
   }
 }
 
-void CollectAllNormalIncomingDependencies(qm::IVelEntity* element, std::list<qm::IVelEntity*>& out) {
+void IncomingDependencies(qm::IVelEntity* element, const CLinkGathering* gathering,
+                          std::list<qm::IVelEntity*>& out) {
   out.clear();
   if (element == nullptr) return;
   const bool external = IsExternalObject(element);
@@ -138,11 +134,12 @@ void CollectAllNormalIncomingDependencies(qm::IVelEntity* element, std::list<qm:
   }
 
   std::list<qm::IVelEntity*> byReference;
-  CollectExternalDependencies(element, "target", byReference);
+  ExternalDependencies(element, "target", gathering, byReference);
   AppendMissing(byReference, out);
 }
 
-void CollectAllNormalOutgoingDependencies(qm::IVelEntity* element, std::list<qm::IVelEntity*>& out) {
+void OutgoingDependencies(qm::IVelEntity* element, const CLinkGathering* gathering,
+                          std::list<qm::IVelEntity*>& out) {
   out.clear();
   if (element == nullptr) return;
   if (element->IsKindOf("DependencyClient")) {
@@ -162,58 +159,96 @@ void CollectAllNormalOutgoingDependencies(qm::IVelEntity* element, std::list<qm:
   }
 
   std::list<qm::IVelEntity*> byReference;
-  CollectExternalDependencies(element, "source", byReference);
+  ExternalDependencies(element, "source", gathering, byReference);
   AppendMissing(byReference, out);
 }
 
-void CollectAllNormalIncomingDependencyInfo(qm::IVelEntity* element, std::list<CNormalDependencyInfo>& out) {
-  out.clear();
-  if (element == nullptr) return;
-  qm::IVelModel* model = element->GetModel();
-  if (model == nullptr) return;
-  std::list<qm::IVelEntity*> dependencies;
-  CollectAllNormalIncomingDependencies(element, dependencies);
-  DescribeDependencies(dependencies, LinkedEnd::Source, model, out);
-}
+}  // namespace
 
-void CollectAllNormalOutgoingDependencyInfo(qm::IVelEntity* element, std::list<CNormalDependencyInfo>& out) {
-  out.clear();
-  if (element == nullptr) return;
-  qm::IVelModel* model = element->GetModel();
-  if (model == nullptr) return;
-  std::list<qm::IVelEntity*> dependencies;
-  CollectAllNormalOutgoingDependencies(element, dependencies);
-  DescribeDependencies(dependencies, LinkedEnd::Target, model, out);
-}
-
-void CollectAllIncomingHyperlinks(qm::IVelEntity* element, std::list<CNormalDependencyInfo>& out) {
+void CollectExternalDependencies(qm::IVelEntity* element, const std::string& end,
+                                 std::list<qm::IVelEntity*>& out) {
   out.clear();
   if (element == nullptr) return;
   qm::IVelModel* model = element->GetModel();
   if (model == nullptr || !element->IsKindOf("PersistentEntity")) return;
-  qm::IVelEntity* stereotype = model->FindEntity(kHyperlinkStereotype);
+  qm::IVelEntity* stereotype = model->FindEntity(kExternalReferenceStereotype);
   if (stereotype == nullptr) return;
   std::string guid;
   element->GetValue("Guid", guid, 0);
 
   qm::EntityList instances;
   stereotype->GetReferencingEntities("InstanceOf", instances);
+  std::string reference;
   for (qm::IVelEntity* instance : instances) {
-    if (!instance->IsKindOf("InstanceExpr")) continue;
-    qm::IVelEntity* carrier = instance->GetOwner();
-    if (carrier == nullptr) continue;
-    qm::IVelExpression* expression = ExpressionOf(instance);
-    if (expression == nullptr) continue;
-    qm::IUnknown* argument = expression->GetArgument("URL");
-    if (argument == nullptr) continue;
-    std::string url;
-    ReadCharstring(EntityOf(argument), url);
-    const std::string target = ResolveVORNURLtoGUID(url);
-    if (target.empty() || target != guid) continue;
+    qm::IVelEntity* dependency = links::DependencyOfReference(instance);
+    if (dependency == nullptr) continue;
+    GetExternalReference(dependency, end, reference);
+    if (links::NamesModelElement(reference, guid)) out.push_back(dependency);
+  }
+}
+
+void CollectAllNormalIncomingDependencies(qm::IVelEntity* element, std::list<qm::IVelEntity*>& out) {
+  IncomingDependencies(element, nullptr, out);
+}
+
+void CollectAllNormalIncomingDependencies(qm::IVelEntity* element, const CLinkGathering* gathering,
+                                          std::list<qm::IVelEntity*>& out) {
+  IncomingDependencies(element, gathering, out);
+}
+
+void CollectAllNormalOutgoingDependencies(qm::IVelEntity* element, std::list<qm::IVelEntity*>& out) {
+  OutgoingDependencies(element, nullptr, out);
+}
+
+void CollectAllNormalOutgoingDependencies(qm::IVelEntity* element, const CLinkGathering* gathering,
+                                          std::list<qm::IVelEntity*>& out) {
+  OutgoingDependencies(element, gathering, out);
+}
+
+void CollectAllNormalIncomingDependencyInfo(qm::IVelEntity* element, const CLinkGathering* gathering,
+                                            std::list<CNormalDependencyInfo>& out) {
+  out.clear();
+  if (element == nullptr) return;
+  qm::IVelModel* model = element->GetModel();
+  if (model == nullptr) return;
+  std::list<qm::IVelEntity*> dependencies;
+  IncomingDependencies(element, gathering, dependencies);
+  DescribeDependencies(dependencies, LinkedEnd::Source, model, out);
+}
+
+void CollectAllNormalIncomingDependencyInfo(qm::IVelEntity* element, std::list<CNormalDependencyInfo>& out) {
+  CollectAllNormalIncomingDependencyInfo(element, nullptr, out);
+}
+
+void CollectAllNormalOutgoingDependencyInfo(qm::IVelEntity* element, const CLinkGathering* gathering,
+                                            std::list<CNormalDependencyInfo>& out) {
+  out.clear();
+  if (element == nullptr) return;
+  qm::IVelModel* model = element->GetModel();
+  if (model == nullptr) return;
+  std::list<qm::IVelEntity*> dependencies;
+  OutgoingDependencies(element, gathering, dependencies);
+  DescribeDependencies(dependencies, LinkedEnd::Target, model, out);
+}
+
+void CollectAllNormalOutgoingDependencyInfo(qm::IVelEntity* element, std::list<CNormalDependencyInfo>& out) {
+  CollectAllNormalOutgoingDependencyInfo(element, nullptr, out);
+}
+
+void CollectAllIncomingHyperlinks(qm::IVelEntity* element, const CLinkGathering* gathering,
+                                  std::list<CNormalDependencyInfo>& out) {
+  out.clear();
+  std::list<qm::IVelEntity*> carriers;
+  IncomingHyperlinkCarriers(element, gathering, carriers);
+  for (qm::IVelEntity* carrier : carriers) {
     CNormalDependencyInfo info;
     DescribeLinkedElement(carrier, info);
     out.push_back(std::move(info));
   }
+}
+
+void CollectAllIncomingHyperlinks(qm::IVelEntity* element, std::list<CNormalDependencyInfo>& out) {
+  CollectAllIncomingHyperlinks(element, nullptr, out);
 }
 
 void CollectAllHyperlinks(qm::IVelEntity* element, std::list<CHyperLinkInfo>& out) {
@@ -229,11 +264,11 @@ void CollectAllHyperlinks(qm::IVelEntity* element, std::list<CHyperLinkInfo>& ou
     stereotypeGuid.clear();
     stereotype->GetValue("Guid", stereotypeGuid, 0);
     if (stereotypeGuid != kHyperlinkStereotype) continue;
-    qm::IVelExpression* expression = ExpressionOf(instance);
+    qm::IVelExpression* expression = links::ExpressionOf(instance);
     if (expression == nullptr) continue;
     CHyperLinkInfo info;
-    ReadCharstring(EntityOf(expression->GetArgument("URL")), info.url);
-    ReadCharstring(EntityOf(expression->GetArgument("name")), info.linkName);
+    links::ReadCharstring(links::EntityOf(expression->GetArgument("URL")), info.url);
+    links::ReadCharstring(links::EntityOf(expression->GetArgument("name")), info.linkName);
     out.push_back(std::move(info));
   }
 }

@@ -21,6 +21,8 @@
 
 #include "host/VelInterfaces.h"
 
+class CLinkGathering;
+
 // One linked element, as text: the far end of a dependency, or the element
 // that carries a hyperlink pointing here.
 class CNormalDependencyInfo {
@@ -86,5 +88,21 @@ void CollectAllIncomingHyperlinks(qm::IVelEntity* element, std::list<CNormalDepe
 // stereotype applications. Empty for a null element, one that is not an
 // "ExtendableElement", or one without model.
 void CollectAllHyperlinks(qm::IVelEntity* element, std::list<CHyperLinkInfo>& out);
+
+// The same collectors answered from a gathering of the model's link
+// applications (LinkGathering.h) instead of walking them for this one
+// element. With a null `gathering`, or one made from another model than the
+// element's, they walk as the collectors above do. Either way the lists are
+// the same, in the same order; `gathering` is only read.
+void CollectAllNormalIncomingDependencies(qm::IVelEntity* element, const CLinkGathering* gathering,
+                                          std::list<qm::IVelEntity*>& out);
+void CollectAllNormalOutgoingDependencies(qm::IVelEntity* element, const CLinkGathering* gathering,
+                                          std::list<qm::IVelEntity*>& out);
+void CollectAllNormalIncomingDependencyInfo(qm::IVelEntity* element, const CLinkGathering* gathering,
+                                            std::list<CNormalDependencyInfo>& out);
+void CollectAllNormalOutgoingDependencyInfo(qm::IVelEntity* element, const CLinkGathering* gathering,
+                                            std::list<CNormalDependencyInfo>& out);
+void CollectAllIncomingHyperlinks(qm::IVelEntity* element, const CLinkGathering* gathering,
+                                  std::list<CNormalDependencyInfo>& out);
 
 #endif  // LINKS_LINKCOLLECTION_H_

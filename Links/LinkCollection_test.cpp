@@ -2,7 +2,7 @@
 // in which order, and the records made of them.
 #include "Links/LinkCollection.h"
 
-#include "Links/LinksTestSupport.h"
+#include "testing/LinksTestSupport.h"
 #include "emulator/StereotypeApplication.h"
 
 namespace {

@@ -52,6 +52,13 @@ void AppendElementLinks(CJasonTreeArray& root, const char* id, const std::list<C
 void EncodeLinkInformationInJason(qm::IVelEntity* element, std::string& text, bool& hasOutgoingHyperlinks,
                                   bool& hasIncomingHyperlinks, bool& hasOutgoingDependencies,
                                   bool& hasIncomingDependencies) {
+  EncodeLinkInformationInJason(element, nullptr, text, hasOutgoingHyperlinks, hasIncomingHyperlinks,
+                               hasOutgoingDependencies, hasIncomingDependencies);
+}
+
+void EncodeLinkInformationInJason(qm::IVelEntity* element, const CLinkGathering* gathering, std::string& text,
+                                  bool& hasOutgoingHyperlinks, bool& hasIncomingHyperlinks,
+                                  bool& hasOutgoingDependencies, bool& hasIncomingDependencies) {
   text.clear();
   hasOutgoingHyperlinks = false;
   hasIncomingHyperlinks = false;
@@ -63,10 +70,10 @@ void EncodeLinkInformationInJason(qm::IVelEntity* element, std::string& text, bo
   std::list<CNormalDependencyInfo> outgoingDependencies;
   std::list<CHyperLinkInfo> outgoingHyperlinks;
   std::list<CNormalDependencyInfo> incomingHyperlinks;
-  CollectAllNormalIncomingDependencyInfo(element, incomingDependencies);
-  CollectAllNormalOutgoingDependencyInfo(element, outgoingDependencies);
+  CollectAllNormalIncomingDependencyInfo(element, gathering, incomingDependencies);
+  CollectAllNormalOutgoingDependencyInfo(element, gathering, outgoingDependencies);
   CollectAllHyperlinks(element, outgoingHyperlinks);
-  CollectAllIncomingHyperlinks(element, incomingHyperlinks);
+  CollectAllIncomingHyperlinks(element, gathering, incomingHyperlinks);
 
   // The array is the top node: deleting it deletes the whole tree.
   auto root = std::make_unique<CJasonTreeArray>();

@@ -9,6 +9,8 @@
 
 #include "host/VelInterfaces.h"
 
+class CLinkGathering;
+
 // Collects the element's incoming and outgoing requirement dependencies and
 // hyperlinks and encodes them (pretty layout) as a JSON array holding one
 // object per kind that has links, in the order incoming dependencies,
@@ -30,5 +32,14 @@
 void EncodeLinkInformationInJason(qm::IVelEntity* element, std::string& text, bool& hasOutgoingHyperlinks,
                                   bool& hasIncomingHyperlinks, bool& hasOutgoingDependencies,
                                   bool& hasIncomingDependencies);
+
+// The same, with the links collected from `gathering` (LinkGathering.h)
+// when it was made from the element's model; with a null gathering, or one
+// of another model, each kind is collected by walking the model as above.
+// The text and the flags are the same either way. The SVG annotation passes
+// one gathering for all the elements of a diagram.
+void EncodeLinkInformationInJason(qm::IVelEntity* element, const CLinkGathering* gathering, std::string& text,
+                                  bool& hasOutgoingHyperlinks, bool& hasIncomingHyperlinks,
+                                  bool& hasOutgoingDependencies, bool& hasIncomingDependencies);
 
 #endif  // LINKS_LINKINFORMATION_H_

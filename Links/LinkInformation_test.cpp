@@ -4,7 +4,7 @@
 // nested container on a line of its own) and the four flags.
 #include "Links/LinkInformation.h"
 
-#include "Links/LinksTestSupport.h"
+#include "testing/LinksTestSupport.h"
 
 namespace {
 

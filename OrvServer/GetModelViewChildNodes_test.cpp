@@ -10,6 +10,7 @@
 
 #include "testing/ModelViewTestModel.h"
 #include "emulator/HostMonitor.h"
+#include "testing/HostFaults.h"
 
 namespace {
 
@@ -401,33 +402,32 @@ TEST_F(GetModelViewChildNodesTest, ExceptionAtEveryHostOperationIsAnInternalErro
     ASSERT_EQ(CallChildNodes(*model_, scenario.texts)[2], scenario.answer);
     const std::vector<std::string> log = monitor.Log();
 
-    std::uint64_t n = 1;
-    for (;; ++n) {
-      monitor.Reset();
-      monitor.FailAt(n);
-      const std::vector<std::string> after = CallChildNodes(*model_, scenario.texts);
-      if (monitor.Count() < n) {  // the agent made fewer calls: no fault this time
-        EXPECT_EQ(after[2], scenario.answer);
-        EXPECT_EQ(after[3], "keep-4");
-        break;
-      }
-      ASSERT_LE(n, log.size());
-      const std::string& failed = log[n - 1];
-      if (failed == imageCall || failed == "AgentParameter::GetInteger") {
-        // The icon query catches these itself: that node's icon becomes -1.
-        std::size_t k = 0;
-        for (std::size_t i = 0; i < n; ++i) k += log[i] == imageCall ? 1 : 0;
-        ASSERT_GE(k, 1u);
-        ASSERT_LE(k, scenario.icons.size());
-        const std::string icon = "\"icon\" : \"" + scenario.icons[k - 1] + "\"";
-        EXPECT_EQ(after[2], Replace(scenario.answer, icon, "\"icon\" : \"-1\"")) << "call " << n << " " << failed;
-        EXPECT_EQ(after[3], "keep-4") << "call " << n << " " << failed;
-      } else {
-        EXPECT_EQ(after[3], kInternalError) << "call " << n << " " << failed;
-        EXPECT_EQ(after[2], "keep-3") << "call " << n << " " << failed;
-      }
-    }
-    EXPECT_EQ(n, log.size() + 1);
+    std::vector<std::string> after;
+    const std::uint64_t runs = orvtest::SweepHostFaults(
+        [&] { after = CallChildNodes(*model_, scenario.texts); },
+        [&](std::uint64_t n) {
+          if (n == 0) {  // the agent made fewer calls: no fault this time
+            EXPECT_EQ(after[2], scenario.answer);
+            EXPECT_EQ(after[3], "keep-4");
+            return;
+          }
+          ASSERT_LE(n, log.size());
+          const std::string& failed = log[n - 1];
+          if (failed == imageCall || failed == "AgentParameter::GetInteger") {
+            // The icon query catches these itself: that node's icon becomes -1.
+            std::size_t k = 0;
+            for (std::size_t i = 0; i < n; ++i) k += log[i] == imageCall ? 1 : 0;
+            ASSERT_GE(k, 1u);
+            ASSERT_LE(k, scenario.icons.size());
+            const std::string icon = "\"icon\" : \"" + scenario.icons[k - 1] + "\"";
+            EXPECT_EQ(after[2], Replace(scenario.answer, icon, "\"icon\" : \"-1\"")) << "call " << n << " " << failed;
+            EXPECT_EQ(after[3], "keep-4") << "call " << n << " " << failed;
+          } else {
+            EXPECT_EQ(after[3], kInternalError) << "call " << n << " " << failed;
+            EXPECT_EQ(after[2], "keep-3") << "call " << n << " " << failed;
+          }
+        });
+    EXPECT_EQ(runs, log.size() + 1);
   }
 }
 

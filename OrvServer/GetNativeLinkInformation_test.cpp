@@ -13,6 +13,7 @@
 #include "emulator/ModelFile.h"
 #include "emulator/Parameters.h"
 #include "host/Agent.h"
+#include "testing/HostFaults.h"
 
 namespace {
 
@@ -49,16 +50,12 @@ class GetNativeLinkInformationTest : public ::testing::Test {
   void TearDown() override { HostMonitor::Instance().Reset(); }
 
   // Runs the agent on the root with one text parameter per entry; returns
-  // the texts afterwards. With `failAt` n > 0 the n-th host operation of the
-  // agent throws.
-  std::vector<std::string> Call(const std::vector<std::string>& texts, bool withContext = true,
-                                std::uint64_t failAt = 0) {
+  // the texts afterwards. The monitor counts the agent's operations alone.
+  std::vector<std::string> Call(const std::vector<std::string>& texts, bool withContext = true) {
     qm::AgentParameters parameters;
     for (const std::string& text : texts) parameters.push_back(qm::AgentParameter::Create(text.c_str(), qm::_String));
     HostMonitor::Instance().Reset();
-    HostMonitor::Instance().FailAt(failAt);
     GetNativeLinkInformation(nullptr, nullptr, withContext ? model->root().asEntity() : nullptr, nullptr, parameters);
-    HostMonitor::Instance().FailAt(0);
     std::vector<std::string> after;
     for (std::size_t i = 0; i < texts.size(); ++i) after.push_back(qmemu::TextAt(parameters, i));
     return after;
@@ -105,16 +102,22 @@ TEST_F(GetNativeLinkInformationTest, AFaultAtAnyHostOperationLeavesTheOutputUnto
   const std::string full = Call({"BLK-X", kUntouched})[1];
   const std::uint64_t operations = HostMonitor::Instance().Count();
   ASSERT_GT(operations, 100u);
-  for (std::uint64_t n = 1;; ++n) {
-    std::vector<std::string> after = Call({"BLK-X", kUntouched}, true, n);
-    if (n > operations) {
-      // The fault was never reached: the call completed as before.
-      EXPECT_EQ(after[1], full);
-      break;
-    }
-    EXPECT_EQ(after[1], kUntouched) << "fault at host operation " << n;
-    ASSERT_LE(n, operations + 1);
-  }
+  std::unique_ptr<qm::AgentParameters> parameters;
+  orvtest::HostFaultSweep sweep;
+  sweep.prepare = [&] {  // the parameters are made outside the count
+    parameters = std::make_unique<qm::AgentParameters>();
+    parameters->push_back(qm::AgentParameter::Create("BLK-X", qm::_String));
+    parameters->push_back(qm::AgentParameter::Create(kUntouched, qm::_String));
+  };
+  const std::uint64_t runs = orvtest::SweepHostFaults(
+      [&] { GetNativeLinkInformation(nullptr, nullptr, model->root().asEntity(), nullptr, *parameters); },
+      [&](std::uint64_t failedAt) {
+        // Without a fault the call completes as before.
+        EXPECT_EQ(qmemu::TextAt(*parameters, 1), failedAt == 0 ? full : std::string(kUntouched))
+            << "fault at host operation " << failedAt;
+      },
+      sweep);
+  EXPECT_EQ(runs, operations + 1);
 }
 
 TEST_F(GetNativeLinkInformationTest, CallLimitEndsTheAgentQuietly) {

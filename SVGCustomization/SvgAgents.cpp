@@ -138,7 +138,10 @@ void GenerateWithAnnotations(qm::IVelEntity* contextArgument, qm::AgentParameter
 // Annotates and caches a tree the host has just generated.
 void AnnotateGenerated(qm::IVelEntity* root, qm::IVelEntity* diagram, qm::IVelModel* model) {
   if (RemoveBoundaryrectElements(root)) return;  // the root itself is gone: nothing to annotate
-  TraverseSVGTree(root, model);
+  // The model's link applications, gathered once for all the elements of
+  // the tree; it goes with this call. Failing to gather fails the request.
+  const CLinkGathering links(model);
+  TraverseSVGTree(root, model, links);
   CacheSVGRoot(diagram, root);
   ClientIndex client;
   TraverseSVGTreeER(root, model, client.finder, false);

@@ -156,8 +156,9 @@ void AppendMarkers(qm::IVelEntity* element, const Target& target, const std::str
   }
 }
 
-// Steps of the first annotation for one marked element.
-void Annotate(qm::IVelEntity* element, const std::string& id, qm::IVelModel* model) {
+// Steps of the first annotation for one marked element. `links`, when not
+// null, answers the link question instead of walking the model's links.
+void Annotate(qm::IVelEntity* element, const std::string& id, qm::IVelModel* model, const CLinkGathering* links) {
   Target target;
   if (!Resolve(model, id, target)) return;
   qm::IVelEntity* shown = target.Shown();
@@ -171,7 +172,7 @@ void Annotate(qm::IVelEntity* element, const std::string& id, qm::IVelModel* mod
 
   std::string json;
   LinkFlags flags;
-  EncodeLinkInformationInJason(shown, json, flags.outgoingHyperlinks, flags.incomingHyperlinks,
+  EncodeLinkInformationInJason(shown, links, json, flags.outgoingHyperlinks, flags.incomingHyperlinks,
                                flags.outgoingDependencies, flags.incomingDependencies);
   if (!json.empty()) {
     // The host writes character data as an XML comment, which must not hold "--".
@@ -275,7 +276,7 @@ bool EnterForAnnotation(SvgWorkStack<Marking>& stack, qm::IVelEntity* element) {
   return true;
 }
 
-void Annotating(qm::IVelEntity* root, qm::IVelModel* model) {
+void Annotating(qm::IVelEntity* root, qm::IVelModel* model, const CLinkGathering* links) {
   if (root == nullptr || model == nullptr) return;
   SvgWorkStack<Marking> stack;
   if (!EnterForAnnotation(stack, root)) return;
@@ -285,7 +286,7 @@ void Annotating(qm::IVelEntity* root, qm::IVelModel* model) {
       qm::IVelEntity* element = level.element;
       const Marking marking = level.notes;
       stack.Leave();
-      if (marking.marked) Annotate(element, marking.id, model);
+      if (marking.marked) Annotate(element, marking.id, model, links);
       continue;
     }
     qm::IVelEntity* item = TakeNextItem(level.items);
@@ -353,7 +354,11 @@ bool Reannotating(qm::IVelEntity* root, qm::IVelModel* model, CJasonElementFinde
 
 }  // namespace
 
-void TraverseSVGTree(qm::IVelEntity* element, qm::IVelModel* model) { Annotating(element, model); }
+void TraverseSVGTree(qm::IVelEntity* element, qm::IVelModel* model) { Annotating(element, model, nullptr); }
+
+void TraverseSVGTree(qm::IVelEntity* element, qm::IVelModel* model, const CLinkGathering& links) {
+  Annotating(element, model, &links);
+}
 
 bool ReannotateSVGTree(qm::IVelEntity* element, qm::IVelModel* model, CJasonElementFinder& finder,
                        bool removeImages) {

@@ -23,6 +23,7 @@
 #define SVGCUSTOMIZATION_SVGTRAVERSAL_H_
 
 #include "JasonParser/JasonElementFinder.h"
+#include "Links/LinkGathering.h"
 #include "host/VelInterfaces.h"
 
 // First annotation of a freshly generated tree. Each marked element whose
@@ -38,6 +39,11 @@
 // line's at 45% of its way, 5 mm to its left. Does nothing when either
 // pointer is null or `element` is not an "InstanceExpr".
 void TraverseSVGTree(qm::IVelEntity* element, qm::IVelModel* model);
+
+// The same, with every element's links answered from `links`, a gathering
+// of `model`'s link applications made for this traversal: the same tree
+// results, without walking the model's links once per element.
+void TraverseSVGTree(qm::IVelEntity* element, qm::IVelModel* model, const CLinkGathering& links);
 
 // Re-annotation from the client's JSON text g_strJasonText, indexed by
 // `finder` (the tree that the finder points into must be alive). On the way

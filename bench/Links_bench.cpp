@@ -18,16 +18,29 @@
 // BM_PrescribedWalks makes the three walks alone, with the host operations
 // that each application needs before it can be told apart, as the floor
 // against which the agent's time and operations compare.
+//
+// BM_AnnotateLinkedDiagram/S/G annotates the diagram of the large linked
+// model of testing/LinkModelGenerator.h at scale S/1000 (TraverseSVGTree on
+// the host's tree), asking each element's links by walking the model (G = 0)
+// or from one gathering of the model's link applications made for the
+// traversal (G = 1, as the SVG agent does). Counters per symbol or line:
+// ops_per_element and time_per_element.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
 #include <memory>
 #include <string>
 
+#include "Links/LinkGathering.h"
+#include "SVGCustomization/SvgElements.h"
+#include "SVGCustomization/SvgTraversal.h"
 #include "emulator/HostMonitor.h"
 #include "emulator/Model.h"
+#include "emulator/ModelFile.h"
 #include "emulator/StereotypeApplication.h"
+#include "emulator/SvgTree.h"
 #include "host/Agent.h"
+#include "testing/LinkModelGenerator.h"
 
 namespace {
 
@@ -177,6 +190,54 @@ void BM_GetNativeLinkInformation(benchmark::State& state) {
   state.counters["json_bytes"] = static_cast<double>(json.size());
   state.counters["ops_beyond_walks"] = ops - static_cast<double>(PrescribedWalkOperations(g.model.get()));
 }
+
+void BM_AnnotateLinkedDiagram(benchmark::State& state) {
+  const orvtest::LinkModelShape shape = orvtest::LargeLinkModelShape(static_cast<double>(state.range(0)) / 1000.0);
+  const bool gathered = state.range(1) != 0;
+  std::string error;
+  std::unique_ptr<Model> model = qmemu::LoadModelText(orvtest::GenerateLinkModel(shape), "linked.json", error);
+  if (model == nullptr) {
+    state.SkipWithError(error.c_str());
+    return;
+  }
+  qmemu::HostMonitor& monitor = qmemu::HostMonitor::Instance();
+  double operations = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    Entity* root = qmemu::BuildDiagramSvg(*model, *model->find("DIA"));
+    RemoveBoundaryrectElements(root->asEntity());
+    monitor.Reset();
+    state.ResumeTiming();
+    if (gathered) {
+      const CLinkGathering links(model.get());
+      TraverseSVGTree(root->asEntity(), model.get(), links);
+    } else {
+      TraverseSVGTree(root->asEntity(), model.get());
+    }
+    state.PauseTiming();
+    operations = static_cast<double>(monitor.Count());
+    model->destroy(root);
+    state.ResumeTiming();
+  }
+  const double elements = shape.symbols + shape.lines;
+  state.counters["ops_per_element"] = operations / elements;
+  state.counters["time_per_element"] =
+      benchmark::Counter(elements, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+// Per-element walks only at the small scales: at scale 1000 one run takes
+// about a minute.
+BENCHMARK(BM_AnnotateLinkedDiagram)
+    ->ArgNames({"scale", "gathered"})
+    ->Args({62, 0})
+    ->Args({125, 0})
+    ->Args({250, 0})
+    ->Args({62, 1})
+    ->Args({125, 1})
+    ->Args({250, 1})
+    ->Args({500, 1})
+    ->Args({1000, 1})
+    ->Unit(benchmark::kMillisecond);
 
 // 10,000 of each in the model, 100 of each kind on the element; then the
 // model and the element's link count varied on their own.

@@ -11,6 +11,14 @@
 //                             tree stays the same size from one request to
 //                             the next) and written again
 //
+//   BM_LinkedFirstGeneration/S  the first request on the large linked model
+//                             of testing/LinkModelGenerator.h at scale S/1000
+//                             (at 1000: 4,000 blocks, 4,000 requirements,
+//                             1,000 test cases, 7,000 hyperlinks, 500
+//                             external references; 4,000 symbols and 4,000
+//                             lines), where every element's link question
+//                             would walk every hyperlink of the model
+//
 // Counters: time_per_element (per symbol or line), ops_per_element (host
 // operations the plug-in makes per symbol or line) and the SVG size. Both
 // per-element figures stay flat as N grows; the complexity fit says the same
@@ -25,6 +33,7 @@
 #include "emulator/HostMonitor.h"
 #include "emulator/ModelFile.h"
 #include "emulator/Session.h"
+#include "testing/LinkModelGenerator.h"
 
 namespace {
 
@@ -95,8 +104,7 @@ double Request(qmemu::Session& session, const std::string& json) {
   return static_cast<double>(run.parameters[1].size());
 }
 
-void Report(benchmark::State& state, int n, double operations, double svgBytes) {
-  const double elements = 2.0 * n;
+void Report(benchmark::State& state, double elements, double operations, double svgBytes) {
   // Seconds per symbol or line (printed with an SI prefix: 150u is 150 us).
   state.counters["time_per_element"] =
       benchmark::Counter(elements, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
@@ -105,9 +113,8 @@ void Report(benchmark::State& state, int n, double operations, double svgBytes) 
   state.SetComplexityN(static_cast<benchmark::IterationCount>(elements));
 }
 
-void BM_FirstGeneration(benchmark::State& state) {
-  const int n = static_cast<int>(state.range(0));
-  const std::string text = ModelText(n);
+// The first request for DIA of a new session on `text`, per iteration.
+void FirstGeneration(benchmark::State& state, const std::string& text, double elements) {
   qmemu::HostMonitor& monitor = qmemu::HostMonitor::Instance();
   double operations = 0, bytes = 0;
   for (auto _ : state) {
@@ -125,7 +132,17 @@ void BM_FirstGeneration(benchmark::State& state) {
     session.reset();
     state.ResumeTiming();
   }
-  Report(state, n, operations, bytes);
+  Report(state, elements, operations, bytes);
+}
+
+void BM_FirstGeneration(benchmark::State& state) {
+  const int n = static_cast<int>(state.range(0));
+  FirstGeneration(state, ModelText(n), 2.0 * n);
+}
+
+void BM_LinkedFirstGeneration(benchmark::State& state) {
+  const orvtest::LinkModelShape shape = orvtest::LargeLinkModelShape(static_cast<double>(state.range(0)) / 1000.0);
+  FirstGeneration(state, orvtest::GenerateLinkModel(shape), static_cast<double>(shape.symbols + shape.lines));
 }
 
 void BM_CachedReannotation(benchmark::State& state) {
@@ -145,10 +162,11 @@ void BM_CachedReannotation(benchmark::State& state) {
     bytes = Request(*session, json);
     operations = static_cast<double>(monitor.Count());
   }
-  Report(state, n, operations, bytes);
+  Report(state, 2.0 * n, operations, bytes);
 }
 
 BENCHMARK(BM_FirstGeneration)->Arg(250)->Arg(500)->Arg(1000)->Arg(2000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
+BENCHMARK(BM_LinkedFirstGeneration)->Arg(125)->Arg(250)->Arg(500)->Arg(1000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
 BENCHMARK(BM_CachedReannotation)->Arg(250)->Arg(500)->Arg(1000)->Arg(2000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
 
 }  // namespace

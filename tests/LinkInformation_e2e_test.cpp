@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tests/CliSupport.h"
+#include "testing/HostFaults.h"
 #include "tests/E2eSupport.h"
 
 namespace {
@@ -325,14 +326,15 @@ TEST_F(LinkInformationE2eTest, AFaultAtAnyHostOperationLeavesTheOutputUntouched)
   const std::string full = LinksOf("BLK-PUMP");
   const std::uint64_t operations = qmemu::HostMonitor::Instance().Count();
   ASSERT_GT(operations, 100u);
-  for (std::uint64_t n = 1; n <= operations + 1; ++n) {
-    qmemu::HostMonitor::Instance().Reset();
-    qmemu::HostMonitor::Instance().FailAt(n);
-    qmemu::AgentRun run = orvtest::Run(*session, "GetNativeLinkInformation", "", {"BLK-PUMP", "untouched"});
-    qmemu::HostMonitor::Instance().FailAt(0);
-    ASSERT_EQ(run.parameters.size(), 2u);
-    EXPECT_EQ(run.parameters[1], n <= operations ? std::string("untouched") : full) << "fault at operation " << n;
-  }
+  qmemu::AgentRun run;
+  const std::uint64_t runs = orvtest::SweepHostFaults(
+      [&] { run = orvtest::Run(*session, "GetNativeLinkInformation", "", {"BLK-PUMP", "untouched"}); },
+      [&](std::uint64_t failedAt) {
+        ASSERT_EQ(run.parameters.size(), 2u);
+        EXPECT_EQ(run.parameters[1], failedAt != 0 ? std::string("untouched") : full)
+            << "fault at operation " << failedAt;
+      });
+  EXPECT_EQ(runs, operations + 1);
 }
 
 TEST(LinkInformationCli, ToolPrintsTheLinkInformationByteForByte) {

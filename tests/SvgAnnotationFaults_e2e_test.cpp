@@ -19,6 +19,7 @@
 
 #include "emulator/Parameters.h"
 #include "emulator/SvgTree.h"
+#include "testing/HostFaults.h"
 #include "tests/E2eSupport.h"
 
 namespace {
@@ -89,34 +90,35 @@ class SvgAnnotationFaultTest : public ::testing::Test {
 
   // Makes `request` (after the fault-free requests `before`) on a new
   // diagram, with host operation n failing, for n = 1, 2, ... until the
-  // request no longer reaches operation n, or up to `limit` when that is
-  // not 0. Returns the number of operations tried.
+  // request no longer reaches operation n, or up to `lastFault` when that is
+  // not 0. Returns the number of requests made.
   std::uint64_t FaultEveryOperation(const std::vector<std::vector<std::string>>& before,
-                                    const std::vector<std::string>& request, std::uint64_t limit = 0) {
-    HostMonitor& monitor = HostMonitor::Instance();
-    std::uint64_t n = 1;
-    for (; limit == 0 || n <= limit; ++n) {
-      const std::string diagram = NewDiagram();
+                                    const std::vector<std::string>& request, std::uint64_t lastFault = 0) {
+    std::string diagram, error;
+    qmemu::AgentRun run;
+    bool ran = false;
+    orvtest::HostFaultSweep sweep;
+    sweep.prepare = [&] {
+      diagram = NewDiagram();
       for (const auto& texts : before) Request(diagram, texts);
-      monitor.Reset();
-      monitor.FailAt(n);
-      qmemu::AgentRun run;
-      std::string error;
-      const bool ran = session->Run("GenerateSVGWithAnnotations", diagram, request, run, error);
-      const bool reached = monitor.Count() >= n;
-      monitor.Reset();
-      FreeLastTree();
-      EXPECT_TRUE(ran) << "fault at operation " << n << ": " << error;
-      if (!ran) break;
-      const std::string& out = run.parameters[1];
-      EXPECT_TRUE(out == "keep" || IsWholeSvg(out)) << "fault at operation " << n << ": " << out.substr(0, 80);
-      if (!reached) {
-        EXPECT_TRUE(IsWholeSvg(out)) << "without a fault the answer is whole";
-      }
-      EXPECT_EQ("", ClientText()) << "fault at operation " << n;
-      if (!reached || HasFailure()) break;
-    }
-    return n;
+    };
+    sweep.lastFault = lastFault;
+    return orvtest::SweepHostFaults(
+        [&] {
+          run = qmemu::AgentRun();
+          ran = session->Run("GenerateSVGWithAnnotations", diagram, request, run, error);
+        },
+        [&](std::uint64_t n) {
+          FreeLastTree();
+          ASSERT_TRUE(ran) << "fault at operation " << n << ": " << error;
+          const std::string& out = run.parameters[1];
+          EXPECT_TRUE(out == "keep" || IsWholeSvg(out)) << "fault at operation " << n << ": " << out.substr(0, 80);
+          if (n == 0) {
+            EXPECT_TRUE(IsWholeSvg(out)) << "without a fault the answer is whole";
+          }
+          EXPECT_EQ("", ClientText()) << "fault at operation " << n;
+        },
+        sweep);
   }
 
   std::unique_ptr<qmemu::Session> session;
@@ -150,7 +152,7 @@ TEST_F(SvgAnnotationFaultTest, RefreshSurvivesAFaultAtEveryOperationUpToTheGener
   }
   ASSERT_TRUE(deleted);
   ASSERT_GT(limit, 0u);
-  EXPECT_EQ(limit + 1, FaultEveryOperation({{kClientJson, "x"}}, {"", "keep", "t"}, limit));
+  EXPECT_EQ(limit, FaultEveryOperation({{kClientJson, "x"}}, {"", "keep", "t"}, limit));
 }
 
 TEST_F(SvgAnnotationFaultTest, CustomizationAgentLetsOnlyItsInterruptEscape) {
