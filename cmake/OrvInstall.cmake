@@ -17,10 +17,13 @@ if(EXISTS ${PROJECT_SOURCE_DIR}/web)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/web/ DESTINATION ${ORV_DATA_INSTALL_DIR}/web COMPONENT tools)
 endif()
 install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
-# The pictures the documents show go with them; no directory is installed
-# empty.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools
-        FILES_MATCHING PATTERN "*.md" PATTERN "*.png" EXCLUDE_EMPTY_DIRECTORIES)
+# docs/ beside the README as in the tree, so that the README's links and
+# images resolve; the pictures go with the documents and no directory is
+# installed empty.
+file(GLOB ORV_DOCUMENTS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
+file(GLOB ORV_DOCUMENT_IMAGES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/images/*.png)
+install(FILES ${ORV_DOCUMENTS} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT tools)
+install(FILES ${ORV_DOCUMENT_IMAGES} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs/images COMPONENT tools)
 
 # The manual page and the changelog, compressed as Debian wants them
 # (gzip -9n: no name or time stamp, so every build gives the same bytes).
