@@ -25,6 +25,7 @@ ignore. Exit status: 0 all passed, 1 a failure.
 import os
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -34,7 +35,7 @@ SERVER = re.compile(r"^<!--\s*runs against:\s*orv-host serve\s+(\S+)\s*-->\s*$")
 FENCE = re.compile(r"^(\s*)```\s*([A-Za-z]*)\s*$")
 SHELL_FENCES = {"", "sh", "bash", "shell", "console"}
 MARK = "\x1e"
-BLOCK_SECONDS = 1800
+BLOCK_SECONDS = int(os.environ.get("ORV_DOCS_BLOCK_SECONDS", "1800"))
 
 
 class Block:
@@ -143,10 +144,18 @@ def run_block(commands, repository, environment):
     for number, command in enumerate(commands):
         script.append(command.text)
         script.append(f"printf '{MARK}%d %d\\n' {number} $?")
-    result = subprocess.run(["bash", "-c", "exec 2>&1\n" + "\n".join(script) + "\n"], cwd=repository,
-                            env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                            timeout=BLOCK_SECONDS)
-    text = result.stdout.decode("utf-8", "replace")
+    # A session of its own, so that a block that overstays is ended with
+    # everything it started.
+    shell = subprocess.Popen(["bash", "-c", "exec 2>&1\n" + "\n".join(script) + "\n"], cwd=repository,
+                             env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                             start_new_session=True)
+    try:
+        stdout, _ = shell.communicate(timeout=BLOCK_SECONDS)
+    except subprocess.TimeoutExpired:
+        os.killpg(shell.pid, signal.SIGKILL)
+        shell.communicate()
+        raise
+    text = stdout.decode("utf-8", "replace")
     # Each command's output ends at its status mark; output without a line
     # end keeps its last line.
     pieces = text.split(MARK)
@@ -217,6 +226,7 @@ def check_document(path, repository, environment):
                 for command in commands:
                     command.text = command.text.replace("127.0.0.1:8080", server.address)
             ran += 1
+            print(f"{name}:{block.line}: running {len(commands)} commands", flush=True)
             try:
                 results = run_block(commands, repository, environment)
             except subprocess.TimeoutExpired:
@@ -228,8 +238,9 @@ def check_document(path, repository, environment):
                     failures.append(f"{where}\n    did not finish (the block's shell ended before it)")
                     continue
                 output, status = result
+                # Blank lines at the end are not told apart in a document.
                 actual = output.split("\n")
-                if actual and actual[-1] == "":
+                while actual and not actual[-1].strip():
                     actual.pop()
                 if command.expected is None:
                     if status != 0:
