@@ -35,7 +35,7 @@ pass "$failures" "cpack made the packages orvserver-{plugin,tools,dev}_${version
 # packages it depends on with an exact version, and whether it holds code
 # that needs the C and C++ runtimes.
 declare -A section=([plugin]=libs [tools]=devel [dev]=libdevel)
-declare -A multiarch=([plugin]=same [tools]="" [dev]="")
+declare -A multiarch=([plugin]=same [tools]=no [dev]=no)
 declare -A synopsis=(
   [plugin]="agent plug-in for the modelling server of a model-based design tool"
   [tools]="host emulator and orv-host for the OrvServer agent plug-in"
