@@ -97,7 +97,7 @@ pass "$since" "the installed i386 plug-in answers $guid with the same bytes unde
 # The manual page.
 since=$failures
 [ "$(man -w orv-host 2>&1)" = /usr/share/man/man1/orv-host.1.gz ] || fail "man -w orv-host: $(man -w orv-host 2>&1)"
-rendered=$(MANWIDTH=80 MAN_KEEP_FORMATTING=0 man -P cat orv-host 2>"$tmp/man.err")
+rendered=$(MANWIDTH=80 man -P cat orv-host 2>"$tmp/man.err")
 for heading in NAME SYNOPSIS DESCRIPTION OPTIONS "EXIT STATUS" EXAMPLES; do
   grep -q "^$heading" <<<"$rendered" || fail "man orv-host has no $heading"
 done
