@@ -91,6 +91,13 @@ for package in "${packages[@]}"; do
   [ -z "$empty" ] || fail "$package: empty directories: $empty"
 
   dpkg -x "$deb" "$tmp/$package"
+  # An override of a lintian tag says why, in a comment right above it.
+  overrides=$tmp/$package/usr/share/lintian/overrides/orvserver-$package
+  if [ -f "$overrides" ]; then
+    unexplained=$(awk '/^#/ { reason = 1; next } /^[[:space:]]*$/ { reason = 0; next }
+                       { if (!reason) print; reason = 0 }' "$overrides")
+    [ -z "$unexplained" ] || fail "$package: lintian overrides without a reason: $unexplained"
+  fi
   declare -A binaries=([plugin]=1 [tools]=2 [dev]=0)
   check_binaries "$arch" "$tmp/$package" /usr "${binaries[$package]}"
   # The packages' binaries are stripped: no file may name the build at all.
