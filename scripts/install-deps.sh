@@ -12,7 +12,7 @@ demo_packages=(cmake make g++ binutils nlohmann-json3-dev googletest libgtest-de
                libcpp-httplib-dev pkgconf chromium chromium-driver python3)
 all_packages=("${demo_packages[@]}" g++-multilib libbenchmark-dev rapidjson-dev clang libclang-rt-14-dev
               librsvg2-bin libxml2-utils valgrind python3-selenium dpkg-dev file wrk ccache libtsan2 libstdc++6:i386
-              lintian man-db)
+              lintian man-db groff-base curl)
 
 case "${1:-all}" in
   demo) wanted=("${demo_packages[@]}") ;;
