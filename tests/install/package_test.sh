@@ -113,6 +113,8 @@ for f in "$tmp/tools/usr/share/man/man1/orv-host.1.gz" "$tmp/plugin/usr/share/do
 done
 cmp -s <(gzip -dc "$tmp/plugin/usr/share/doc/orvserver-plugin/changelog.gz") "$src/packaging/changelog" ||
   fail "the packaged changelog differs from packaging/changelog"
+head -n 1 "$src/packaging/changelog" | grep -qF "orvserver ($version) " ||
+  fail "the changelog's latest entry is not version $version: $(head -n 1 "$src/packaging/changelog")"
 pass "$since" "the manual page and the changelog are reproducible gzip files"
 
 # The plug-in and the tools together, as installed: the tools' orv-host
