@@ -6,3 +6,6 @@
 if(CPACK_DEBIAN_PACKAGE_ARCHITECTURE)
   set(ENV{DEB_HOST_ARCH} ${CPACK_DEBIAN_PACKAGE_ARCHITECTURE})
 endif()
+# Each package has a synopsis of its own (CPACK_DEBIAN_<COMPONENT>_DESCRIPTION);
+# the project's would otherwise be put in front of it.
+unset(CPACK_PACKAGE_DESCRIPTION_SUMMARY)

@@ -19,10 +19,18 @@ endif()
 if(ORV_MULTIARCH AND (NOT DEFINED CACHE{CMAKE_INSTALL_LIBDIR} OR "$CACHE{CMAKE_INSTALL_LIBDIR}" STREQUAL "lib"))
   set(CMAKE_INSTALL_LIBDIR lib/${ORV_MULTIARCH} CACHE PATH "Object code libraries (LIBDIR)" FORCE)
 endif()
-# The documentation is named after the package (the default is PROJECT_NAME).
+# The documentation belongs to the tools package and is named after it (the
+# default is PROJECT_NAME).
 if(NOT CMAKE_INSTALL_DOCDIR)
-  set(CMAKE_INSTALL_DOCDIR share/doc/orvserver)
+  set(CMAKE_INSTALL_DOCDIR share/doc/orvserver-tools)
 endif()
+# Install components, one Debian package each (OrvInstall.cmake):
+#   plugin  the plug-in alone, co-installable for i386 and amd64
+#   tools   orv-host, the emulator library, the web client, the example
+#           model, the documentation and the manual page
+#   dev     the host and emulator headers, the CMake package, orvserver.pc
+# A rule that names none belongs to the tools.
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME tools)
 include(GNUInstallDirs)
 
 foreach(dir IN ITEMS BINDIR LIBDIR INCLUDEDIR DATADIR)

@@ -9,10 +9,10 @@ set -euo pipefail
 # browser client; the tests add the i386 compiler, sanitizer runtimes,
 # valgrind, SVG and XML checkers, Selenium and the Debian packaging tools.
 demo_packages=(cmake make g++ binutils nlohmann-json3-dev googletest libgtest-dev libgmock-dev
-               libcpp-httplib-dev pkgconf chromium chromium-driver python3)
+               libcpp-httplib-dev pkgconf chromium chromium-driver python3 python3-yaml)
 all_packages=("${demo_packages[@]}" g++-multilib libbenchmark-dev rapidjson-dev clang libclang-rt-14-dev
-              librsvg2-bin libxml2-utils valgrind python3-selenium python3-jsonschema python3-yaml dpkg-dev file
-              wrk ccache libtsan2 libstdc++6:i386)
+              librsvg2-bin libxml2-utils valgrind python3-selenium python3-jsonschema dpkg-dev file
+              wrk ccache libtsan2 libstdc++6:i386 lintian man-db groff-base curl)
 
 case "${1:-all}" in
   demo) wanted=("${demo_packages[@]}") ;;

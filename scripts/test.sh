@@ -14,7 +14,10 @@ jobs=${JOBS:-$(nproc)}
 if command -v ccache >/dev/null; then
   export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR=$PWD
 fi
-presets=(default sanitize m32 tsan)
+# The i386 build comes first: the default build's package test installs
+# its i386 plug-in package beside the amd64 packages, and the documents'
+# commands package it.
+presets=(m32 default sanitize tsan)
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 

@@ -33,56 +33,76 @@ elf_kind_of() {
   esac
 }
 
-# check_layout ARCH WEB FILE...: FILEs are the installed files relative to
-# the prefix. Every expected file is there (WEB=yes: the web client too),
-# and nothing lies outside the project's own directories.
-check_layout() {
-  local since=$failures
-  local arch=$1 web=$2 ma
-  shift 2
-  ma=$(multiarch_of "$arch")
-  local required=(
-    bin/orv-host
-    "lib/$ma/orvserver/libOrvServer.so"
-    "lib/$ma/orvserver/libQmEmulator.so"
-    "lib/$ma/cmake/OrvServer/OrvServerConfig.cmake"
-    "lib/$ma/cmake/OrvServer/OrvServerConfigVersion.cmake"
-    "lib/$ma/cmake/OrvServer/OrvServerTargets.cmake"
-    include/orvserver/host/Agent.h
-    include/orvserver/host/AgentParameter.h
-    include/orvserver/host/VelInterfaces.h
-    include/orvserver/emulator/Model.h
-    include/orvserver/emulator/Plugin.h
-    include/orvserver/emulator/Session.h
-    share/orvserver/examples/model.json
-    share/doc/orvserver/README.md
-    share/doc/orvserver/cli.md
-    share/doc/orvserver/install.md
-    share/pkgconfig/orvserver.pc
-  )
-  local allowed="^(bin/orv-host|lib/$ma/orvserver/lib(OrvServer|QmEmulator)\.so"
-  allowed+="|lib/$ma/cmake/OrvServer/[A-Za-z-]+\.cmake|include/orvserver/(host|emulator)/[A-Za-z]+\.h"
-  allowed+="|share/orvserver/(examples|web)/.+|share/doc/orvserver/.+|share/pkgconfig/orvserver\.pc)$"
-  local listed f
-  listed=$(printf '%s\n' "$@")
-  for f in "${required[@]}"; do
-    grep -qxF "$f" <<<"$listed" || fail "layout: $f is missing"
-  done
-  if [ "$web" = yes ] && ! grep -q '^share/orvserver/web/.' <<<"$listed"; then
-    fail "layout: the web client is missing from share/orvserver/web/"
-  fi
-  for f in "$@"; do
-    [[ $f =~ $allowed ]] || fail "layout: unexpected file $f"
-  done
-  pass "$since" "layout of $# files"
+# The files of one package, or of all three (a whole install), relative to
+# the prefix: required_files PACKAGE ARCH lists the files that must be there,
+# allowed_pattern PACKAGE ARCH the regular expression every file matches.
+# PACKAGE is plugin, tools, dev or all.
+required_files() {
+  local ma
+  ma=$(multiarch_of "$2")
+  case "$1" in
+    plugin|all) printf '%s\n' "lib/$ma/orvserver/libOrvServer.so" \
+                  share/doc/orvserver-plugin/copyright share/doc/orvserver-plugin/changelog.gz ;;&
+    tools|all) printf '%s\n' bin/orv-host "lib/$ma/orvserver/libQmEmulator.so" share/man/man1/orv-host.1.gz \
+                 share/orvserver/examples/model.json share/orvserver/examples/client.json \
+                 share/doc/orvserver-tools/README.md share/doc/orvserver-tools/docs/cli.md \
+                 share/doc/orvserver-tools/docs/install.md share/doc/orvserver-tools/docs/images/client.png \
+                 share/doc/orvserver-tools/copyright share/doc/orvserver-tools/changelog.gz ;;&
+    dev|all) printf '%s\n' "lib/$ma/cmake/OrvServer/OrvServerConfig.cmake" \
+               "lib/$ma/cmake/OrvServer/OrvServerConfigVersion.cmake" \
+               "lib/$ma/cmake/OrvServer/OrvServerTargets.cmake" \
+               include/orvserver/host/Agent.h include/orvserver/host/AgentParameter.h \
+               include/orvserver/host/VelInterfaces.h include/orvserver/emulator/Model.h \
+               include/orvserver/emulator/Plugin.h include/orvserver/emulator/Session.h \
+               share/pkgconfig/orvserver.pc share/doc/orvserver-dev/copyright share/doc/orvserver-dev/changelog.gz ;;
+  esac
+}
+allowed_pattern() {
+  local ma parts=()
+  ma=$(multiarch_of "$2")
+  case "$1" in
+    plugin|all) parts+=("lib/$ma/orvserver/libOrvServer\.so" "share/lintian/overrides/orvserver-plugin"
+                        "share/doc/orvserver-plugin/(copyright|changelog\.gz)") ;;&
+    tools|all) parts+=(bin/orv-host "lib/$ma/orvserver/libQmEmulator\.so" "share/man/man1/orv-host\.1\.gz"
+                       "share/orvserver/(examples|web)/.+" "share/lintian/overrides/orvserver-tools"
+                       "share/doc/orvserver-tools/(README\.md|docs/[a-z-]+\.md|docs/images/[a-z-]+\.png|copyright|changelog\.gz)") ;;&
+    dev|all) parts+=("lib/$ma/cmake/OrvServer/[A-Za-z-]+\.cmake" "include/orvserver/(host|emulator)/[A-Za-z]+\.h"
+                     "share/pkgconfig/orvserver\.pc" "share/lintian/overrides/orvserver-dev"
+                     "share/doc/orvserver-dev/(copyright|changelog\.gz)") ;;
+  esac
+  local IFS='|'
+  echo "^(${parts[*]})\$"
 }
 
-# check_binaries ARCH ROOT PREFIX: every ELF file under ROOT is code of ARCH,
-# and its RUNPATH is the one it needs ($ORIGIN-relative for orv-host, none
-# for the libraries), so nothing resolves through a build directory.
+# check_layout PACKAGE ARCH WEB FILE...: FILEs are the installed files
+# relative to the prefix. Every expected file of PACKAGE (plugin, tools, dev
+# or all) is there (WEB=yes: the web client too), and nothing lies outside
+# the package's own places.
+check_layout() {
+  local since=$failures
+  local package=$1 arch=$2 web=$3 allowed listed f
+  shift 3
+  allowed=$(allowed_pattern "$package" "$arch")
+  listed=$(printf '%s\n' "$@")
+  while IFS= read -r f; do
+    grep -qxF "$f" <<<"$listed" || fail "layout of $package: $f is missing"
+  done < <(required_files "$package" "$arch")
+  if [ "$web" = yes ] && [[ $package == tools || $package == all ]] && ! grep -q '^share/orvserver/web/.' <<<"$listed"; then
+    fail "layout of $package: the web client is missing from share/orvserver/web/"
+  fi
+  for f in "$@"; do
+    [[ $f =~ $allowed ]] || fail "layout of $package: unexpected file $f"
+  done
+  pass "$since" "layout of $package: $# files"
+}
+
+# check_binaries ARCH ROOT PREFIX COUNT: every ELF file under ROOT is code of
+# ARCH, and its RUNPATH is the one it needs ($ORIGIN-relative for orv-host,
+# none for the libraries), so nothing resolves through a build directory;
+# there are COUNT of them.
 check_binaries() {
   local since=$failures
-  local arch=$1 root=$2 prefix=$3 ma kind f rel runpath expected count=0
+  local arch=$1 root=$2 prefix=$3 wanted=$4 ma kind f rel runpath expected count=0
   ma=$(multiarch_of "$arch")
   kind=$(elf_kind_of "$arch")
   while IFS= read -r -d '' f; do
@@ -98,7 +118,7 @@ check_binaries() {
     esac
     [ "$runpath" = "$expected" ] || fail "$rel: run path '$runpath', expected '$expected'"
   done < <(find "$root" -type f -print0)
-  [ "$count" -eq 3 ] || fail "expected 3 binaries, found $count"
+  [ "$count" -eq "$wanted" ] || fail "expected $wanted binaries, found $count"
   pass "$since" "$count binaries are $arch code with relative or no run paths"
 }
 

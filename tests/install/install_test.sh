@@ -26,8 +26,8 @@ fi
 web=no
 [ -d "$src/web" ] && web=yes
 mapfile -t files < <(cd "$root$prefix" && find . -type f -o -type l | sed 's|^\./||' | sort)
-check_layout "$arch" "$web" "${files[@]}"
-check_binaries "$arch" "$root" "$prefix"
+check_layout all "$arch" "$web" "${files[@]}"
+check_binaries "$arch" "$root" "$prefix" 3
 check_no_paths "$root" -I "$src" "$build" "$root"
 check_programs "$version" "$root$prefix" "$build" "$src" "$tmp"
 
@@ -57,6 +57,19 @@ if "${CMAKE:-cmake}" -S "$src/tests/install/consumer" -B "$tmp/consumer" "${cons
     pass "$failures" "the consumer built against the install runs GetNativeLinkInformation in the installed plug-in"
   else
     fail "the consumer's answer differs from orv-host's: $(head -c 300 "$tmp/consumer.txt")"
+  fi
+  # Installed, the consumer loses CMake's build run path; the imported
+  # target's own run path still finds the emulator library.
+  since=$failures
+  if "${CMAKE:-cmake}" --install "$tmp/consumer" --prefix "$tmp/consumer-prefix" >>"$tmp/consumer.log" 2>&1; then
+    "$tmp/consumer-prefix/bin/consumer" REQ-001 >"$tmp/consumer-installed.txt" 2>"$tmp/consumer-installed.err"
+    status=$?
+    [ "$status" -eq 0 ] && cmp -s "$tmp/expected-2.txt" "$tmp/consumer-installed.txt" ||
+      fail "the installed consumer gave status $status: $(head -c 300 "$tmp/consumer-installed.err")"
+    pass "$since" "the installed consumer finds the emulator library and answers alike"
+  else
+    cat "$tmp/consumer.log"
+    fail "the consumer could not be installed"
   fi
 else
   cat "$tmp/consumer.log"
