@@ -74,12 +74,25 @@ void Append(std::list<Member*>& members, Member* member) {
 }
 
 // Builds one object or array, with everything nested in it, by a loop over
-// a heap stack of the containers still open. Every container is linked into
-// its parent as soon as it is opened, so the outermost one owns all that has
-// been built, and deleting it (which allocates nothing) undoes a failure.
+// a heap stack of the containers still open. A nested container is linked
+// into its parent once it is complete (so blocks are taken in the order of a
+// recursive descent); until then its level of the stack owns it (or the pair
+// whose value it is), and a failure deletes every level's node, which
+// allocates nothing.
 class TreeBuilder {
  public:
   TreeBuilder(const Tokens& tokens, int index) : tokens_(tokens), pos_(index) {}
+  // Deletes the nested containers still open (after a failure); the
+  // outermost one belongs to Build.
+  ~TreeBuilder() {
+    for (std::size_t i = 1; i < open_.size(); ++i) {
+      if (open_[i].pair != nullptr) {
+        delete open_[i].pair;
+      } else {
+        delete open_[i].container;
+      }
+    }
+  }
   TreeBuilder(const TreeBuilder&) = delete;
   TreeBuilder& operator=(const TreeBuilder&) = delete;
 
@@ -103,8 +116,8 @@ class TreeBuilder {
  private:
   // A container whose closing token has not been read yet.
   struct Level {
-    CJasonTreeObjectOrArray* container;  // owned by its parent, or by Build
-    CJasonTreePair* pair;                // the pair whose value it is, or null
+    CJasonTreeObjectOrArray* container;  // owned by `pair`, by this level, or by Build
+    CJasonTreePair* pair;                // the pair whose value it is (owned here), or null
     bool commaRead;                      // a "," has been read in it
     bool afterMember;                    // a member has just been read
   };
@@ -134,10 +147,10 @@ class TreeBuilder {
       }
       level.afterMember = true;
       if (IsOpening(token)) {
-        CJasonTreeObjectOrArray* child = OpenContainer(token);
-        Append<CJasonTreeValue>(array->values, child);
+        std::unique_ptr<CJasonTreeObjectOrArray> child(OpenContainer(token));
+        open_.push_back({child.get(), nullptr, false, false});  // `level` is not used after this
+        child.release();
         ++pos_;
-        open_.push_back({child, nullptr, false, false});  // `level` is not used after this
         return true;
       }
       CJasonTreeValue* leaf = MakeLeafValue(token);
@@ -174,10 +187,9 @@ class TreeBuilder {
       if (IsOpening(token)) {
         CJasonTreeObjectOrArray* child = OpenContainer(token);
         pair->value = child;
-        CJasonTreePair* linked = pair.get();
-        Append(object->pairs, pair.release());
+        open_.push_back({child, pair.get(), false, false});  // `level` is not used after this
+        pair.release();
         pos_ += 3;
-        open_.push_back({child, linked, false, false});  // `level` is not used after this
         return true;
       }
       pair->value = MakeLeafValue(token);
@@ -189,15 +201,22 @@ class TreeBuilder {
   }
 
   // The innermost container's closing token, of kind `close`: sets its end
-  // (and its pair's) and pops it.
+  // (and its pair's), pops it and links it into its parent.
   bool Close(CJasonToken::TokenKind close) {
-    const Level& level = open_.back();
     const CJasonToken* token = Token();
     if (token == nullptr || token->kind != close) return false;
+    const Level level = open_.back();
     level.container->end = token->end;
     if (level.pair != nullptr) level.pair->end = token->end;
     ++pos_;
     open_.pop_back();
+    if (open_.empty()) return true;  // the outermost container, Build's
+    CJasonTreeObjectOrArray* parent = open_.back().container;
+    if (parent->kind == NodeKind::Object) {
+      Append(static_cast<CJasonTreeObject*>(parent)->pairs, level.pair);
+    } else {
+      Append<CJasonTreeValue>(static_cast<CJasonTreeArray*>(parent)->values, level.container);
+    }
     return true;
   }
 
