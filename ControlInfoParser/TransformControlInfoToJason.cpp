@@ -29,7 +29,7 @@ bool PageToJson(const std::string& page, std::string& json) {
   std::unique_ptr<CJasonTreeArray> controls(CControlInfoToJasonTransformer::TransformControlInfoList(tree.get()));
   if (!controls) return false;
   json.clear();
-  controls->EncodeToString(json, false, 0);
+  EncodeWholeOrThrow(*controls, json, false, 0);
   return true;
 }
 

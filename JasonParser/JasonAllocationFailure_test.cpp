@@ -106,6 +106,42 @@ TEST(JasonAllocationFailure, EncodeAppendsAllOrNothing) {
   }
 }
 
+// Producers that must answer whole or not at all: every failed allocation
+// is a std::bad_alloc with nothing appended, never a quiet empty answer.
+TEST(JasonAllocationFailure, EncodeWholeOrThrowThrowsWhenNothingCouldBeWritten) {
+  for (const Row& row : Rows()) {
+    SCOPED_TRACE(row.name);
+    std::string text = row.text;
+    CJasonParser parser;
+    CJasonTreeRoot* root = parser.ParseJasonText(text);
+    ASSERT_NE(root, nullptr);
+    auto* container = static_cast<CJasonTreeObjectOrArray*>(root->value);
+    std::string out;
+    bool threw = false;
+    const long runs = orvtest::SweepAllocationFailures(
+        [&] {
+          std::string().swap(out);
+          threw = false;
+          try {
+            EncodeWholeOrThrow(*container, out, true, 0);
+          } catch (const std::bad_alloc&) {
+            threw = true;
+          }
+        },
+        [&](long failedAt) {
+          if (failedAt == 0) {
+            EXPECT_FALSE(threw);
+            EXPECT_EQ(out, row.compact);
+          } else {
+            EXPECT_TRUE(threw) << "allocation " << failedAt;
+            EXPECT_EQ(out, "") << "allocation " << failedAt;
+          }
+        });
+    EXPECT_GT(runs, 1);
+    delete root;
+  }
+}
+
 TEST(JasonAllocationFailure, LeafEncodingAndLayoutHelpersAppendAllOrNothing) {
   CJasonTreeString* string = CreateStringFromString("a text longer than the inline buffer");
   CJasonTreeNumber* number = new CJasonTreeNumber;

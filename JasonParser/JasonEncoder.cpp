@@ -410,3 +410,9 @@ void CJasonTreeConst::EncodeToString(std::string& out, bool compact, int level) 
     out += text;
   });
 }
+
+void EncodeWholeOrThrow(CJasonTreeObjectOrArray& container, std::string& out, bool compact, int level) {
+  const std::size_t before = out.size();
+  container.EncodeToString(out, compact, level);
+  if (out.size() == before) throw std::bad_alloc();
+}

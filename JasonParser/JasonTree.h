@@ -151,6 +151,12 @@ CJasonTreeString* CreateStringFromString(const std::string& text);
 // normally by appending it to an object's `pairs` at once.
 CJasonTreePair* CreatePairFromStrings(const std::string& name, const std::string& value);
 
+// Encodes `container` into `out` as EncodeToString does, for producers whose
+// answer must be whole or not given at all. An object or an array always has
+// text, so when nothing was appended memory ran out: then this throws
+// std::bad_alloc, which the agent's catch-all turns into "no answer".
+void EncodeWholeOrThrow(CJasonTreeObjectOrArray& container, std::string& out, bool compact, int level);
+
 // Layout helpers of the encoder.
 // EndLine appends "\r\n" unless `compact`.
 void EndLine(std::string& out, bool compact);

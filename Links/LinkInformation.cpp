@@ -89,5 +89,5 @@ void EncodeLinkInformationInJason(qm::IVelEntity* element, const CLinkGathering*
   }
 
   // No links: "" rather than an empty array.
-  if (!root->values.empty()) root->EncodeToString(text, false, 0);
+  if (!root->values.empty()) EncodeWholeOrThrow(*root, text, false, 0);
 }

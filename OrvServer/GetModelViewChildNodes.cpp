@@ -169,7 +169,7 @@ void EncodeChildren(const ModelEntityList& nodes, std::string& out) {
     AppendPair(object, "modelguid", node->modelGuid);
     AppendPair(object, "metaguid", node->metaIsGuid ? node->meta : std::string());
   }
-  array->EncodeToString(out, true, 0);
+  EncodeWholeOrThrow(*array, out, true, 0);
 }
 
 void Answer(qm::IVelEntity* context, qm::IUnknown* access, qm::AgentParameters& parameters) {

@@ -258,11 +258,12 @@ void Reannotate(qm::IVelEntity* element, const std::string& id, qm::IVelModel* m
 // recursing, and make the host calls that one call per element would make,
 // in the same order: an element is asked IsKindOf("InstanceExpr") and for its
 // "Expression" list when it is entered, and finished (annotated) after its
-// last item. When the walk meets a cycle of "Expression" lists or the stack
-// cannot grow, the whole walk ends there: neither the element it could not
+// last item. When the walk meets a cycle of "Expression" lists, the whole
+// walk ends there: neither the element it could not
 // enter nor any element around it is annotated (their subtrees were not
 // walked to the end), and nothing further is visited. Elements annotated
-// before stay annotated.
+// before stay annotated. Memory running out is not such an end: it passes
+// to the agent as std::bad_alloc, and the request fails as a whole.
 
 // Opens `element` for the first annotation; false when the walk must end.
 // An element that is no "InstanceExpr" is left closed and the walk goes on.

@@ -22,9 +22,8 @@
 
 // How entering an element went.
 enum class SvgEnter {
-  kEntered,      // the element is the innermost open level now
-  kCycle,        // the element was open already: the walk must end
-  kOutOfMemory,  // the stack could not grow: the walk must end
+  kEntered,  // the element is the innermost open level now
+  kCycle,    // the element was open already: the walk must end
 };
 
 // `Notes` is what a walk remembers of each open element besides its items
@@ -40,19 +39,19 @@ class SvgWorkStack {
   };
 
   // Opens `element` as the innermost level, with no items yet (the caller
-  // fills them from the host). Makes no host call. Never throws: running out
-  // of memory is an outcome.
-  SvgEnter Enter(qm::IVelEntity* element) noexcept {
-    bool inserted = false;
+  // fills them from the host). Makes no host call. When memory runs out it
+  // throws std::bad_alloc and the stack is as it was: the agent's catch-all
+  // then ends the whole request with its output untouched, rather than
+  // caching a tree annotated only in part.
+  SvgEnter Enter(qm::IVelEntity* element) {
+    if (!open_.insert(element).second) return SvgEnter::kCycle;
     try {
-      if (!open_.insert(element).second) return SvgEnter::kCycle;
-      inserted = true;
       levels_.emplace_back(element);
-      return SvgEnter::kEntered;
-    } catch (const std::bad_alloc&) {
-      if (inserted) open_.erase(element);
-      return SvgEnter::kOutOfMemory;
+    } catch (...) {
+      open_.erase(element);
+      throw;
     }
+    return SvgEnter::kEntered;
   }
 
   // The innermost open level. The stack must not be empty; the reference
