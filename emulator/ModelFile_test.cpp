@@ -886,8 +886,8 @@ TEST_F(ExampleModelTest, PumpHasAllFourKindsOfLinks) {
     if (dependency->HasStereotype("@Predefined@satisfy", 1)) outgoing = true;
   }
   bool incoming = false;
-  for (const Entity::Link& link : pump.referrers()) {
-    if (link.first == "Supplier" && link.second->HasStereotype("@Predefined@trace", 1)) incoming = true;
+  for (const Entity::Referrer& link : pump.referrers()) {
+    if (*link.property == "Supplier" && link.entity->HasStereotype("@Predefined@trace", 1)) incoming = true;
   }
   bool incomingHyperlink = false;
   for (Entity* e : model_->entities()) {
