@@ -92,6 +92,7 @@ qm::IVelEntity* Model::CreateEntity(const std::string& metaClass) {
   HostMonitor::Instance().Enter("CreateEntity", metaClass);
   if (HostMonitor::Instance().CreationFails()) return nullptr;
   Entity* entity = create(metaClass);
+  if (entity != nullptr && pluginDepth_ > 0) createdInCall_.insert(entity);
   return entity == nullptr ? nullptr : entity->asEntity();
 }
 
@@ -150,6 +151,12 @@ void Model::handOver(Entity* root) {
 }
 
 void Model::settleHandedOver() {
+  while (!createdInCall_.empty()) {
+    // Every entity in the set is alive: destroy() takes out what it frees.
+    Entity* entity = *createdInCall_.begin();
+    createdInCall_.erase(createdInCall_.begin());
+    if (entity->owner_ == nullptr) destroy(entity);
+  }
   std::vector<Entity*> trees = std::move(handedOver_);
   handedOver_.clear();
   const bool abandoned = writerFound_ && HostMonitor::Instance().Count() == writerFoundAt_;
@@ -313,6 +320,9 @@ void Model::destroy(Entity* entity) {
       if (!doomed.count(link.entity)) link.entity->forgetReferencesTo(e);
     }
     unregister(e);
+  }
+  if (!createdInCall_.empty()) {
+    for (Entity* e : subtree) createdInCall_.erase(e);
   }
   if (!handedOver_.empty()) {
     handedOver_.erase(std::remove_if(handedOver_.begin(), handedOver_.end(),

@@ -100,6 +100,11 @@ class Model final : public qm::IVelModel {
   // after a successful lookup of the writer, and the tree was not written,
   // nobody holds the tree and the model frees it. Only trees handed over
   // during a plug-in call are tracked.
+  //
+  // Likewise, entities that a plug-in agent made with CreateEntity and left
+  // unattached (it failed between making one and attaching it) are freed
+  // when the plug-in call that made them ends: the plug-in keeps no entity
+  // of its own making beyond a call.
   void handOver(Entity* root);
 
   // Runs an agent without counting the call (for host agents that call others).
@@ -137,6 +142,7 @@ class Model final : public qm::IVelModel {
   void settleHandedOver();
   int pluginDepth_ = 0;  // plug-in agent calls in progress (nested through host agents)
   std::vector<Entity*> handedOver_;
+  std::unordered_set<Entity*> createdInCall_;  // by CreateEntity during a plug-in call; living ones only
   bool writerFound_ = false;
   std::uint64_t writerFoundAt_ = 0;  // HostMonitor count just after the writer was found
   unsigned long nextGuid_ = 1;
