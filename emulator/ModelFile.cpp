@@ -6,6 +6,7 @@
 #include <cstring>
 #include <map>
 #include <set>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -449,16 +450,23 @@ class Reader {
   }
 
   void ReadGuid(const Json& object, EntityPlan& info, Role role) {
-    const std::string pointer = Member(info.pointer, "guid");
-    if (object.contains("guid")) {
-      info.guid = ExpectNonEmptyString(object["guid"], pointer);
+    // The pointer is made only for a message: most entities have a GUID.
+    auto pointer = [&info] { return Member(info.pointer, "guid"); };
+    auto found = object.find("guid");
+    if (found != object.end()) {
+      if (!found->is_string() || found->get_ref<const std::string&>().empty()) {
+        info.guid = ExpectNonEmptyString(*found, pointer());  // fails
+      }
+      info.guid = found->get_ref<const std::string&>();
     } else if (role == Role::Root) {
       info.guid = "model-root";
     }
     if (IsGeneratedForm(info.guid)) {
-      Fail(pointer, "GUIDs of the form 'emu-<number>' are reserved for the GUIDs the model generates");
+      Fail(pointer(), "GUIDs of the form 'emu-<number>' are reserved for the GUIDs the model generates");
     }
-    if (!info.guid.empty() && !guids_.insert(info.guid).second) Fail(pointer, "duplicate GUID " + Quoted(info.guid));
+    if (!info.guid.empty() && !guids_.insert(info.guid).second) {
+      Fail(pointer(), "duplicate GUID " + Quoted(info.guid));
+    }
   }
 
   // The model names entities without a GUID "emu-1", "emu-2", ... (its
@@ -593,7 +601,7 @@ class Reader {
   }
 
   FileSpec& file_;
-  std::set<std::string> guids_;  // every GUID the file gives, the root's included
+  std::unordered_set<std::string> guids_;  // every GUID the file gives, the root's included
 };
 
 // ---------------------------------------------------------------------------
