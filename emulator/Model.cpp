@@ -54,6 +54,7 @@ Model::Model(MetaClasses metaClasses, const std::string& rootGuid, const std::st
   root_->seq_ = nextGuid_++;
   byGuid_[rootGuid] = root_.get();
   order_.emplace_back(root_->seq_, root_.get());
+  living_ = 1;
   root_->setValue("Name", rootName);
 }
 
@@ -210,7 +211,28 @@ Entity* Model::declareAgent(const std::string& path, const std::vector<FormalPar
 Entity* Model::find(const std::string& name) const {
   auto it = byGuid_.find(name);
   if (it != byGuid_.end()) return it->second;
+  if (Entity* generated = findGenerated(name)) return generated;
   return findByPath(name);
+}
+
+// A generated GUID "emu-<n>" is made just before its entity's creation
+// number, which is n + 1 (see create), so the ordered index finds it and the
+// GUID index need not hold the many entities that only have such a GUID.
+Entity* Model::findGenerated(const std::string& name) const {
+  static const std::string kPrefix = "emu-";
+  if (name.size() <= kPrefix.size() || name.size() > kPrefix.size() + 18 ||
+      name.compare(0, kPrefix.size(), kPrefix) != 0) {
+    return nullptr;
+  }
+  std::uint64_t n = 0;
+  for (std::size_t i = kPrefix.size(); i < name.size(); ++i) {
+    if (name[i] < '0' || name[i] > '9') return nullptr;
+    n = n * 10 + static_cast<std::uint64_t>(name[i] - '0');
+  }
+  auto at = std::lower_bound(order_.begin(), order_.end(), n + 1,
+                             [](const std::pair<std::uint64_t, Entity*>& e, std::uint64_t seq) { return e.first < seq; });
+  if (at == order_.end() || at->first != n + 1 || at->second == nullptr) return nullptr;
+  return at->second->guid_ == name ? at->second : nullptr;
 }
 
 Entity* Model::findByPath(const std::string& path) const {
@@ -227,18 +249,20 @@ const std::string& Model::intern(const std::string& name) { return *names_.inser
 Entity* Model::create(const std::string& metaClass, const std::string& guid, Entity* owner) {
   if (!metaClasses_.Has(metaClass)) return nullptr;
   std::string id = guid;
-  if (id.empty()) {
+  const bool generated = id.empty();
+  if (generated) {
     do {
       id = "emu-" + std::to_string(nextGuid_++);
     } while (byGuid_.count(id) != 0);
-  } else if (byGuid_.count(id) != 0) {
+  } else if (byGuid_.count(id) != 0 || findGenerated(id) != nullptr) {
     return nullptr;
   }
   std::unique_ptr<Entity> entity(new Entity(*this, intern(metaClass), id));
-  entity->seq_ = nextGuid_++;
+  entity->seq_ = nextGuid_++;  // one more than a generated GUID's number: findGenerated relies on it
   Entity* raw = entity.get();
-  byGuid_[id] = raw;
+  if (!generated) byGuid_[id] = raw;
   order_.emplace_back(raw->seq_, raw);
+  ++living_;
   return adopt(std::move(entity), owner);
 }
 
@@ -278,6 +302,7 @@ std::unique_ptr<Entity> Model::release(Entity* entity) {
 void Model::unregister(Entity* entity) {
   auto it = byGuid_.find(entity->guid());
   if (it != byGuid_.end() && it->second == entity) byGuid_.erase(it);
+  --living_;
   auto at = std::lower_bound(order_.begin(), order_.end(), entity->seq_,
                              [](const std::pair<std::uint64_t, Entity*>& e, std::uint64_t seq) { return e.first < seq; });
   if (at == order_.end() || at->first != entity->seq_ || at->second == nullptr) return;

@@ -84,7 +84,7 @@ class Model final : public qm::IVelModel {
   // Every entity of the model, the predefined library first, in creation order.
   std::vector<Entity*> entities() const;
   // How many entities the model holds (attached or not).
-  std::size_t size() const { return byGuid_.size(); }
+  std::size_t size() const { return living_; }
 
   // The model's one copy of the text `name` (a property or meta-class
   // name), made on first use and kept as long as the model.
@@ -123,6 +123,7 @@ class Model final : public qm::IVelModel {
   friend class Entity;
   Entity* adopt(std::unique_ptr<Entity> entity, Entity* owner);
   Entity* findByPath(const std::string& path) const;
+  Entity* findGenerated(const std::string& name) const;
   void unregister(Entity* entity);
   void rename(Entity* entity, const std::string& guid);  // a new GUID, same place in the order
   std::unique_ptr<Entity> release(Entity* entity);  // takes it out of its holder
@@ -133,7 +134,10 @@ class Model final : public qm::IVelModel {
   std::vector<std::unique_ptr<Entity>> library_;  // predefined packages (no owner)
   std::vector<std::unique_ptr<Entity>> unattached_;
   std::vector<const Entity*> parsed_;  // made by ParseExpressionText; compared, never dereferenced
+  // Entities by GUID, except those whose GUID the model generated and never
+  // changed (see findGenerated).
   std::unordered_map<std::string, Entity*> byGuid_;
+  std::size_t living_ = 0;
   // Every entity by creation number, ascending; a destroyed entity leaves a
   // null until the vector is compacted (when nulls outnumber the living).
   std::vector<std::pair<std::uint64_t, Entity*>> order_;
