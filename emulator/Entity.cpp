@@ -80,6 +80,21 @@ Entity::~Entity() {
   }
 }
 
+Entity::Rare& Entity::rare() {
+  if (rare_ == nullptr) rare_.reset(new Rare);
+  return *rare_;
+}
+
+const std::vector<Entity::List>& Entity::NoLists() {
+  static const std::vector<List> none;
+  return none;
+}
+
+const std::vector<Entity::Link>& Entity::arguments() const {
+  static const std::vector<Link> none;
+  return rare_ == nullptr ? none : rare_->arguments;
+}
+
 Entity* Entity::From(qm::IVelEntity* entity) { return entity == nullptr ? nullptr : dynamic_cast<Entity*>(entity); }
 
 Entity* Entity::From(qm::IUnknown* object) { return object == nullptr ? nullptr : dynamic_cast<Entity*>(object); }
@@ -228,7 +243,8 @@ Entity::Reference* Entity::findReference(const std::string& name) {
 }
 
 Entity::List* Entity::findList(const std::string& name) {
-  for (List& l : lists_) {
+  if (rare_ == nullptr) return nullptr;
+  for (List& l : rare_->lists) {
     if (*l.name == name) return &l;
   }
   return nullptr;
@@ -290,22 +306,22 @@ const std::vector<Entity*>& Entity::list(const std::string& name) const {
 void Entity::append(const std::string& name, Entity* target) {
   List* l = findList(name);
   if (l == nullptr) {
-    lists_.push_back(List{&model_.intern(name), {}});
-    l = &lists_.back();
+    rare().lists.push_back(List{&model_.intern(name), {}});
+    l = &rare_->lists.back();
   }
   l->items.push_back(target);
   target->referrers_.push_back(Referrer{l->name, this});
 }
 
 Entity* Entity::argument(const std::string& name) const {
-  for (const Link& link : arguments_) {
+  for (const Link& link : arguments()) {
     if (link.first == name) return link.second;
   }
   return nullptr;
 }
 
 void Entity::addArgument(const std::string& name, Entity* target) {
-  arguments_.emplace_back(name, target);
+  rare().arguments.emplace_back(name, target);
   target->referrers_.push_back(Referrer{&model_.intern(name), this});
   attach(target);
 }
@@ -344,13 +360,15 @@ void Entity::forgetReferencesTo(Entity* target) {
   references_.erase(std::remove_if(references_.begin(), references_.end(),
                                    [target](const Reference& r) { return r.target == target; }),
                     references_.end());
-  for (auto& entry : lists_) {
+  if (rare_ == nullptr) return;
+  for (auto& entry : rare_->lists) {
     auto& items = entry.items;
     items.erase(std::remove(items.begin(), items.end(), target), items.end());
   }
-  arguments_.erase(std::remove_if(arguments_.begin(), arguments_.end(),
+  auto& arguments = rare_->arguments;
+  arguments.erase(std::remove_if(arguments.begin(), arguments.end(),
                                   [target](const Link& l) { return l.second == target; }),
-                   arguments_.end());
+                  arguments.end());
 }
 
 void Entity::forgetReferrer(Entity* referrer) {

@@ -95,7 +95,7 @@ class Entity final : public qm::IVelEntity, public qm::IVelExpression {
   const std::vector<Entity*>& list(const std::string& name) const;
   void append(const std::string& name, Entity* target);
   // Named arguments of an instance expression, in the order given.
-  const std::vector<Link>& arguments() const { return arguments_; }
+  const std::vector<Link>& arguments() const;
   Entity* argument(const std::string& name) const;
   void addArgument(const std::string& name, Entity* target);
   // Who refers to this entity, by which property, in the order the
@@ -138,6 +138,7 @@ class Entity final : public qm::IVelEntity, public qm::IVelExpression {
     std::vector<Entity*> items;
   };
   Value* findValue(const std::string& name);
+  static const std::vector<List>& NoLists();
   Reference* findReference(const std::string& name);
   List* findList(const std::string& name);
 
@@ -148,8 +149,15 @@ class Entity final : public qm::IVelEntity, public qm::IVelExpression {
   std::uint64_t seq_ = 0;  // creation number, for the model's ordered index
   std::vector<Value> values_;
   std::vector<Reference> references_;
-  std::vector<List> lists_;
-  std::vector<Link> arguments_;
+  // Lists and arguments are held by few entities (owners of dependencies,
+  // expression items, stereotype applications): they live apart, made on
+  // first use, so that the others do not carry their empty vectors.
+  struct Rare {
+    std::vector<List> lists;
+    std::vector<Link> arguments;
+  };
+  Rare& rare();
+  std::unique_ptr<Rare> rare_;
   std::vector<Referrer> referrers_;
   std::vector<std::unique_ptr<Entity>> owned_;
 };

@@ -333,12 +333,12 @@ void Model::destroy(Entity* entity) {
     for (const auto& ref : e->references_) {
       if (!doomed.count(ref.target)) ref.target->forgetReferrer(e);
     }
-    for (const auto& list : e->lists_) {
+    for (const auto& list : e->rare_ == nullptr ? Entity::NoLists() : e->rare_->lists) {
       for (Entity* t : list.items) {
         if (!doomed.count(t)) t->forgetReferrer(e);
       }
     }
-    for (const auto& arg : e->arguments_) {
+    for (const auto& arg : e->arguments()) {
       if (!doomed.count(arg.second)) arg.second->forgetReferrer(e);
     }
     for (const auto& link : e->referrers_) {
