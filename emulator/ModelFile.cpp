@@ -798,6 +798,31 @@ class Builder {
   std::unique_ptr<Model> model_;
 };
 
+// `text` on one line: each control byte written as in a JSON string
+// ("\n", "\t", "\r", "\u001f"), since names and keys quoted in a message
+// may hold any byte and a message is one line.
+std::string OneLine(const std::string& text) {
+  std::string out;
+  out.reserve(text.size());
+  for (unsigned char c : text) {
+    if (c >= 0x20) {
+      out += static_cast<char>(c);
+    } else if (c == '\n') {
+      out += "\\n";
+    } else if (c == '\t') {
+      out += "\\t";
+    } else if (c == '\r') {
+      out += "\\r";
+    } else {
+      const char* hex = "0123456789abcdef";
+      out += "\\u00";
+      out += hex[c >> 4];
+      out += hex[c & 15];
+    }
+  }
+  return out;
+}
+
 std::string Located(const std::string& fileName, const LoadError& error) {
   if (error.pointer.empty()) return fileName + ": " + error.message;
   return fileName + ": " + error.pointer + ": " + error.message;
@@ -843,7 +868,7 @@ std::unique_ptr<Model> LoadModelText(const std::string& text, const std::string&
         Json document;
         std::string syntaxError;
         if (!ParseJson(text, document, syntaxError)) {
-          error = fileName + ":" + syntaxError;
+          error = OneLine(fileName + ":" + syntaxError);
           return nullptr;
         }
         Reader(file).Read(document);
@@ -853,9 +878,9 @@ std::unique_ptr<Model> LoadModelText(const std::string& text, const std::string&
     ReturnFreeMemory();
     return model;
   } catch (const LoadError& failure) {
-    error = Located(fileName, failure);
+    error = OneLine(Located(fileName, failure));
   } catch (const std::exception& failure) {
-    error = fileName + ": " + failure.what();
+    error = OneLine(fileName + ": " + failure.what());
   }
   return nullptr;
 }

@@ -943,6 +943,29 @@ TEST_F(ExampleModelTest, HasPropertyPagesAndTrickyNames) {
   EXPECT_TRUE(control);
 }
 
+// Found by fuzzing: a name with a control byte made a message of two lines.
+// Messages stay one line, control bytes written as in JSON strings.
+TEST(ModelFileMessagesTest, ControlBytesInNamesAreEscapedInMessages) {
+  struct Row {
+    const char* text;
+    const char* message;
+  };
+  const Row rows[] = {
+      {R"({"root": {"children": [{"meta": "Requirem\nt"}]}})",
+       R"(m.json: /root/children/0/meta: unknown meta class 'Requirem\nt')"},
+      {R"({"root": {"children": [{"meta": "A\t\r\u0001"}]}})",
+       R"(m.json: /root/children/0/meta: unknown meta class 'A\t\r\u0001')"},
+      {R"({"root": {"a\nb": 1}})",
+       "m.json: /root: unknown key 'a\\nb' (expected one of: guid, meta, name, values, refs, lists, children, "
+       "stereotypes, arguments)"},
+  };
+  for (const Row& row : rows) {
+    std::string error;
+    EXPECT_EQ(nullptr, LoadModelText(row.text, "m.json", error)) << row.text;
+    EXPECT_EQ(row.message, error) << row.text;
+  }
+}
+
 // A model of bench/gen_model.py (8 blocks, kept as a fuzzing seed) loads,
 // and its shapes are there: the package of B + 1 children, the diagram of a
 // frame, B symbols and B lines, the hyperlinks and external references.
