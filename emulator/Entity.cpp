@@ -64,8 +64,8 @@ bool SplitPath(const std::string& path, std::string& package, std::string& name)
   return true;
 }
 
-Entity::Entity(Model& model, std::string metaClass, std::string guid)
-    : model_(model), meta_(std::move(metaClass)), guid_(std::move(guid)) {}
+Entity::Entity(Model& model, const std::string& metaClass, std::string guid)
+    : model_(model), meta_(&metaClass), guid_(std::move(guid)) {}
 
 Entity::~Entity() {
   // Free the owned subtree without recursion, so that a deep tree cannot
@@ -78,6 +78,21 @@ Entity::~Entity() {
     for (auto& child : next->owned_) pending.push_back(std::move(child));
     next->owned_.clear();
   }
+}
+
+Entity::Rare& Entity::rare() {
+  if (rare_ == nullptr) rare_.reset(new Rare);
+  return *rare_;
+}
+
+const std::vector<Entity::List>& Entity::NoLists() {
+  static const std::vector<List> none;
+  return none;
+}
+
+const std::vector<Entity::Link>& Entity::arguments() const {
+  static const std::vector<Link> none;
+  return rare_ == nullptr ? none : rare_->arguments;
 }
 
 Entity* Entity::From(qm::IVelEntity* entity) { return entity == nullptr ? nullptr : dynamic_cast<Entity*>(entity); }
@@ -130,21 +145,21 @@ qm::IVelEntity* Entity::GetOwner() {
 
 qm::Status Entity::GetMetaClassName(std::string& name) {
   HostMonitor::Instance().Enter("GetMetaClassName");
-  name = meta_;
+  name = *meta_;
   return 0;
 }
 
 qm::Status Entity::GetReferencingEntities(const std::string& name, qm::EntityList& entities) {
   HostMonitor::Instance().Enter("GetReferencingEntities", name);
   if (!name.empty()) {
-    for (const Link& link : referrers_) {
-      if (link.first == name) entities.push_back(link.second->asEntity());
+    for (const Referrer& link : referrers_) {
+      if (*link.property == name) entities.push_back(link.entity->asEntity());
     }
     return 0;
   }
   std::unordered_set<Entity*> seen;  // an entity that refers twice is listed once
-  for (const Link& link : referrers_) {
-    if (seen.insert(link.second).second) entities.push_back(link.second->asEntity());
+  for (const Referrer& link : referrers_) {
+    if (seen.insert(link.entity).second) entities.push_back(link.entity->asEntity());
   }
   return 0;
 }
@@ -211,70 +226,103 @@ qm::IUnknown* Entity::GetArgument(const std::string& name) {
 
 // ---- emulator API ----
 
-bool Entity::isKindOf(const std::string& metaClass) const { return model_.metaClasses().IsKindOf(meta_, metaClass); }
+bool Entity::isKindOf(const std::string& metaClass) const { return model_.metaClasses().IsKindOf(*meta_, metaClass); }
+
+Entity::Value* Entity::findValue(const std::string& name) {
+  for (Value& v : values_) {
+    if (*v.name == name) return &v;
+  }
+  return nullptr;
+}
+
+Entity::Reference* Entity::findReference(const std::string& name) {
+  for (Reference& r : references_) {
+    if (*r.name == name) return &r;
+  }
+  return nullptr;
+}
+
+Entity::List* Entity::findList(const std::string& name) {
+  if (rare_ == nullptr) return nullptr;
+  for (List& l : rare_->lists) {
+    if (*l.name == name) return &l;
+  }
+  return nullptr;
+}
 
 const std::string& Entity::value(const std::string& name) const {
   if (name == "Guid") return guid_;
-  auto it = values_.find(name);
-  return it == values_.end() ? Empty() : it->second;
+  const Value* v = const_cast<Entity*>(this)->findValue(name);
+  return v == nullptr ? Empty() : v->text;
 }
 
 bool Entity::isAt(const std::string& package, const std::string& name) const {
   return owner_ != nullptr && this->name() == name && owner_->name() == package;
 }
 
-bool Entity::hasValue(const std::string& name) const { return name == "Guid" || values_.count(name) != 0; }
+bool Entity::hasValue(const std::string& name) const {
+  return name == "Guid" || const_cast<Entity*>(this)->findValue(name) != nullptr;
+}
 
 void Entity::setValue(const std::string& name, const std::string& value) {
   if (name == "Guid") {
-    model_.unregister(this);
-    guid_ = value;
-    model_.byGuid_[guid_] = this;
-    model_.order_[seq_] = this;
+    model_.rename(this, value);
     return;
   }
-  values_[name] = value;
+  if (Value* v = findValue(name)) {
+    v->text = value;
+  } else {
+    values_.push_back(Value{&model_.intern(name), value});
+  }
 }
 
 Entity* Entity::reference(const std::string& name) const {
-  auto it = references_.find(name);
-  return it == references_.end() ? nullptr : it->second;
+  const Reference* r = const_cast<Entity*>(this)->findReference(name);
+  return r == nullptr ? nullptr : r->target;
 }
 
 void Entity::setReference(const std::string& name, Entity* target) {
-  auto it = references_.find(name);
-  if (it != references_.end()) {
-    Entity* old = it->second;
-    references_.erase(it);
-    auto& back = old->referrers_;
-    auto link = std::find(back.begin(), back.end(), Link(name, this));
+  Reference* r = findReference(name);
+  if (r != nullptr) {
+    auto& back = r->target->referrers_;
+    const std::string* property = r->name;
+    auto link = std::find_if(back.begin(), back.end(), [this, property](const Referrer& l) {
+      return l.entity == this && *l.property == *property;
+    });
     if (link != back.end()) back.erase(link);
+    references_.erase(references_.begin() + (r - references_.data()));
   }
   if (target == nullptr) return;
-  references_[name] = target;
-  target->referrers_.emplace_back(name, this);
+  const std::string& property = model_.intern(name);
+  references_.push_back(Reference{&property, target});
+  target->referrers_.push_back(Referrer{&property, this});
 }
 
 const std::vector<Entity*>& Entity::list(const std::string& name) const {
-  auto it = lists_.find(name);
-  return it == lists_.end() ? NoEntities() : it->second;
+  const List* l = const_cast<Entity*>(this)->findList(name);
+  return l == nullptr ? NoEntities() : l->items;
 }
 
 void Entity::append(const std::string& name, Entity* target) {
-  lists_[name].push_back(target);
-  target->referrers_.emplace_back(name, this);
+  List* l = findList(name);
+  if (l == nullptr) {
+    rare().lists.push_back(List{&model_.intern(name), {}});
+    l = &rare_->lists.back();
+  }
+  l->items.push_back(target);
+  target->referrers_.push_back(Referrer{l->name, this});
 }
 
 Entity* Entity::argument(const std::string& name) const {
-  for (const Link& link : arguments_) {
+  for (const Link& link : arguments()) {
     if (link.first == name) return link.second;
   }
   return nullptr;
 }
 
 void Entity::addArgument(const std::string& name, Entity* target) {
-  arguments_.emplace_back(name, target);
-  target->referrers_.emplace_back(name, this);
+  rare().arguments.emplace_back(name, target);
+  target->referrers_.push_back(Referrer{&model_.intern(name), this});
   attach(target);
 }
 
@@ -309,21 +357,23 @@ void Entity::attach(Entity* target) {
 }
 
 void Entity::forgetReferencesTo(Entity* target) {
-  for (auto it = references_.begin(); it != references_.end();) {
-    it = it->second == target ? references_.erase(it) : std::next(it);
-  }
-  for (auto& entry : lists_) {
-    auto& items = entry.second;
+  references_.erase(std::remove_if(references_.begin(), references_.end(),
+                                   [target](const Reference& r) { return r.target == target; }),
+                    references_.end());
+  if (rare_ == nullptr) return;
+  for (auto& entry : rare_->lists) {
+    auto& items = entry.items;
     items.erase(std::remove(items.begin(), items.end(), target), items.end());
   }
-  arguments_.erase(std::remove_if(arguments_.begin(), arguments_.end(),
+  auto& arguments = rare_->arguments;
+  arguments.erase(std::remove_if(arguments.begin(), arguments.end(),
                                   [target](const Link& l) { return l.second == target; }),
-                   arguments_.end());
+                  arguments.end());
 }
 
 void Entity::forgetReferrer(Entity* referrer) {
   referrers_.erase(std::remove_if(referrers_.begin(), referrers_.end(),
-                                  [referrer](const Link& l) { return l.second == referrer; }),
+                                  [referrer](const Referrer& l) { return l.entity == referrer; }),
                    referrers_.end());
 }
 

@@ -13,7 +13,7 @@
 #ifndef EMULATOR_ENTITY_H_
 #define EMULATOR_ENTITY_H_
 
-#include <map>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -31,10 +31,18 @@ bool SplitPath(const std::string& path, std::string& package, std::string& name)
 
 class Entity final : public qm::IVelEntity, public qm::IVelExpression {
  public:
-  // A (name, entity) pair: a reference to or from another entity.
+  // A (name, entity) pair: a named argument of an instance expression.
   typedef std::pair<std::string, Entity*> Link;
+  // An entity that refers to this one, and the property by which it does.
+  // `property` points at the model's one copy of the property name.
+  struct Referrer {
+    const std::string* property;
+    Entity* entity;
+  };
 
-  Entity(Model& model, std::string metaClass, std::string guid);
+  // `metaClass` is the model's one copy of the meta-class name (see
+  // Model::intern); it outlives the entity.
+  Entity(Model& model, const std::string& metaClass, std::string guid);
   ~Entity();
   Entity(const Entity&) = delete;
   Entity& operator=(const Entity&) = delete;
@@ -61,7 +69,7 @@ class Entity final : public qm::IVelEntity, public qm::IVelExpression {
 
   // ---- the emulator's own API (not counted) ----
   Model& model() const { return model_; }
-  const std::string& meta() const { return meta_; }
+  const std::string& meta() const { return *meta_; }
   const std::string& guid() const { return guid_; }
   Entity* owner() const { return owner_; }
   bool isKindOf(const std::string& metaClass) const;
@@ -87,12 +95,12 @@ class Entity final : public qm::IVelEntity, public qm::IVelExpression {
   const std::vector<Entity*>& list(const std::string& name) const;
   void append(const std::string& name, Entity* target);
   // Named arguments of an instance expression, in the order given.
-  const std::vector<Link>& arguments() const { return arguments_; }
+  const std::vector<Link>& arguments() const;
   Entity* argument(const std::string& name) const;
   void addArgument(const std::string& name, Entity* target);
   // Who refers to this entity, by which property, in the order the
   // references were made.
-  const std::vector<Link>& referrers() const { return referrers_; }
+  const std::vector<Referrer>& referrers() const { return referrers_; }
   // The entities this one owns, in the order they were attached.
   const std::vector<std::unique_ptr<Entity>>& owned() const { return owned_; }
 
@@ -112,16 +120,45 @@ class Entity final : public qm::IVelEntity, public qm::IVelExpression {
   void forgetReferencesTo(Entity* target);
   void forgetReferrer(Entity* referrer);
 
+  // Properties are kept in small vectors in the order they were first set,
+  // each under the model's one copy of its name (Model::intern): a model
+  // has a few dozen property names and tens of thousands of entities, so
+  // per-entity maps and per-entity copies of the names would cost most of
+  // its memory. Lookups compare names by content, over a handful of items.
+  struct Value {
+    const std::string* name;
+    std::string text;
+  };
+  struct Reference {
+    const std::string* name;
+    Entity* target;
+  };
+  struct List {
+    const std::string* name;
+    std::vector<Entity*> items;
+  };
+  Value* findValue(const std::string& name);
+  static const std::vector<List>& NoLists();
+  Reference* findReference(const std::string& name);
+  List* findList(const std::string& name);
+
   Model& model_;
-  std::string meta_;
+  const std::string* meta_;
   std::string guid_;
   Entity* owner_ = nullptr;
-  unsigned long seq_ = 0;  // creation number, for the model's ordered index
-  std::map<std::string, std::string> values_;
-  std::map<std::string, Entity*> references_;
-  std::map<std::string, std::vector<Entity*>> lists_;
-  std::vector<Link> arguments_;
-  std::vector<Link> referrers_;
+  std::uint64_t seq_ = 0;  // creation number, for the model's ordered index
+  std::vector<Value> values_;
+  std::vector<Reference> references_;
+  // Lists and arguments are held by few entities (owners of dependencies,
+  // expression items, stereotype applications): they live apart, made on
+  // first use, so that the others do not carry their empty vectors.
+  struct Rare {
+    std::vector<List> lists;
+    std::vector<Link> arguments;
+  };
+  Rare& rare();
+  std::unique_ptr<Rare> rare_;
+  std::vector<Referrer> referrers_;
   std::vector<std::unique_ptr<Entity>> owned_;
 };
 

@@ -50,10 +50,11 @@ Model::Model(const std::string& rootGuid, const std::string& rootMeta, const std
 Model::Model(MetaClasses metaClasses, const std::string& rootGuid, const std::string& rootMeta,
              const std::string& rootName)
     : metaClasses_(std::move(metaClasses)) {
-  root_.reset(new Entity(*this, metaClasses_.Has(rootMeta) ? rootMeta : "Model", rootGuid));
+  root_.reset(new Entity(*this, intern(metaClasses_.Has(rootMeta) ? rootMeta : "Model"), rootGuid));
   root_->seq_ = nextGuid_++;
   byGuid_[rootGuid] = root_.get();
-  order_[root_->seq_] = root_.get();
+  order_.emplace_back(root_->seq_, root_.get());
+  living_ = 1;
   root_->setValue("Name", rootName);
 }
 
@@ -74,9 +75,17 @@ qm::Status Model::QueryInterface(const qm::InterfaceId& id, void** object) {
   return 1;
 }
 
+namespace {
+const char kXmlWriterPath[] = "@VELXMLFramework@WriteXMLToString";
+}  // namespace
+
 qm::IVelEntity* Model::FindEntity(const std::string& name) {
   HostMonitor::Instance().Enter("FindEntity", name);
   Entity* entity = find(name);
+  if (entity != nullptr && !handedOver_.empty() && name == kXmlWriterPath) {
+    writerFound_ = true;
+    writerFoundAt_ = HostMonitor::Instance().Count();
+  }
   return entity == nullptr ? nullptr : entity->asEntity();
 }
 
@@ -84,6 +93,7 @@ qm::IVelEntity* Model::CreateEntity(const std::string& metaClass) {
   HostMonitor::Instance().Enter("CreateEntity", metaClass);
   if (HostMonitor::Instance().CreationFails()) return nullptr;
   Entity* entity = create(metaClass);
+  if (entity != nullptr && pluginDepth_ > 0) createdInCall_.insert(entity);
   return entity == nullptr ? nullptr : entity->asEntity();
 }
 
@@ -100,6 +110,11 @@ qm::Status Model::ParseExpressionText(const std::string& text, qm::EntityList& e
 
 qm::Status Model::InvokeAgent(qm::IVelEntity* agent, qm::IVelEntity* context, qm::AgentParameters& parameters) {
   Entity* declaration = Entity::From(agent);
+  if (declaration != nullptr && declaration->guid() == kXmlWriterPath) {
+    // The plug-in writes this tree, so it holds it: not ours to free.
+    Entity* written = Entity::From(context);
+    handedOver_.erase(std::remove(handedOver_.begin(), handedOver_.end(), written), handedOver_.end());
+  }
   HostMonitor::Instance().Enter("InvokeAgent", declaration == nullptr ? "" : declaration->guid());
   return runAgent(declaration, Entity::From(context), parameters);
 }
@@ -118,11 +133,37 @@ qm::Status Model::runAgent(Entity* agent, Entity* context, qm::AgentParameters& 
   if (plugin_ != nullptr && path.compare(0, pluginPackage.size(), pluginPackage) == 0) {
     QmAgentFunction* function = plugin_->Find(path.substr(pluginPackage.size()));
     if (function == nullptr) return 1;
+    struct Depth {
+      Model& model;
+      explicit Depth(Model& m) : model(m) { ++model.pluginDepth_; }
+      ~Depth() {
+        if (--model.pluginDepth_ == 0) model.settleHandedOver();
+      }
+    } depth(*this);
     // The host's own first two arguments mean nothing to the plug-in.
     function(nullptr, nullptr, context == nullptr ? nullptr : context->asEntity(), &access_, parameters);
     return 0;
   }
   return 1;
+}
+
+void Model::handOver(Entity* root) {
+  if (pluginDepth_ > 0 && root != nullptr) handedOver_.push_back(root);
+}
+
+void Model::settleHandedOver() {
+  while (!createdInCall_.empty()) {
+    // Every entity in the set is alive: destroy() takes out what it frees.
+    Entity* entity = *createdInCall_.begin();
+    createdInCall_.erase(createdInCall_.begin());
+    if (entity->owner_ == nullptr) destroy(entity);
+  }
+  std::vector<Entity*> trees = std::move(handedOver_);
+  handedOver_.clear();
+  const bool abandoned = writerFound_ && HostMonitor::Instance().Count() == writerFoundAt_;
+  writerFound_ = false;
+  if (!abandoned) return;
+  for (Entity* root : trees) destroy(root);
 }
 
 void Model::addPredefined(const std::set<std::string>& omit) {
@@ -170,33 +211,58 @@ Entity* Model::declareAgent(const std::string& path, const std::vector<FormalPar
 Entity* Model::find(const std::string& name) const {
   auto it = byGuid_.find(name);
   if (it != byGuid_.end()) return it->second;
+  if (Entity* generated = findGenerated(name)) return generated;
   return findByPath(name);
+}
+
+// A generated GUID "emu-<n>" is made just before its entity's creation
+// number, which is n + 1 (see create), so the ordered index finds it and the
+// GUID index need not hold the many entities that only have such a GUID.
+Entity* Model::findGenerated(const std::string& name) const {
+  static const std::string kPrefix = "emu-";
+  if (name.size() <= kPrefix.size() || name.size() > kPrefix.size() + 18 ||
+      name.compare(0, kPrefix.size(), kPrefix) != 0) {
+    return nullptr;
+  }
+  std::uint64_t n = 0;
+  for (std::size_t i = kPrefix.size(); i < name.size(); ++i) {
+    if (name[i] < '0' || name[i] > '9') return nullptr;
+    n = n * 10 + static_cast<std::uint64_t>(name[i] - '0');
+  }
+  auto at = std::lower_bound(order_.begin(), order_.end(), n + 1,
+                             [](const std::pair<std::uint64_t, Entity*>& e, std::uint64_t seq) { return e.first < seq; });
+  if (at == order_.end() || at->first != n + 1 || at->second == nullptr) return nullptr;
+  return at->second->guid_ == name ? at->second : nullptr;
 }
 
 Entity* Model::findByPath(const std::string& path) const {
   std::string package, name;
   if (!SplitPath(path, package, name)) return nullptr;
   for (const auto& entry : order_) {
-    if (entry.second->isAt(package, name)) return entry.second;
+    if (entry.second != nullptr && entry.second->isAt(package, name)) return entry.second;
   }
   return nullptr;
 }
 
+const std::string& Model::intern(const std::string& name) { return *names_.insert(name).first; }
+
 Entity* Model::create(const std::string& metaClass, const std::string& guid, Entity* owner) {
   if (!metaClasses_.Has(metaClass)) return nullptr;
   std::string id = guid;
-  if (id.empty()) {
+  const bool generated = id.empty();
+  if (generated) {
     do {
       id = "emu-" + std::to_string(nextGuid_++);
     } while (byGuid_.count(id) != 0);
-  } else if (byGuid_.count(id) != 0) {
+  } else if (byGuid_.count(id) != 0 || findGenerated(id) != nullptr) {
     return nullptr;
   }
-  std::unique_ptr<Entity> entity(new Entity(*this, metaClass, id));
-  entity->seq_ = nextGuid_++;
+  std::unique_ptr<Entity> entity(new Entity(*this, intern(metaClass), id));
+  entity->seq_ = nextGuid_++;  // one more than a generated GUID's number: findGenerated relies on it
   Entity* raw = entity.get();
-  byGuid_[id] = raw;
-  order_[raw->seq_] = raw;
+  if (!generated) byGuid_[id] = raw;
+  order_.emplace_back(raw->seq_, raw);
+  ++living_;
   return adopt(std::move(entity), owner);
 }
 
@@ -236,7 +302,24 @@ std::unique_ptr<Entity> Model::release(Entity* entity) {
 void Model::unregister(Entity* entity) {
   auto it = byGuid_.find(entity->guid());
   if (it != byGuid_.end() && it->second == entity) byGuid_.erase(it);
-  order_.erase(entity->seq_);
+  --living_;
+  auto at = std::lower_bound(order_.begin(), order_.end(), entity->seq_,
+                             [](const std::pair<std::uint64_t, Entity*>& e, std::uint64_t seq) { return e.first < seq; });
+  if (at == order_.end() || at->first != entity->seq_ || at->second == nullptr) return;
+  at->second = nullptr;
+  if (++orderHoles_ > order_.size() / 2) {
+    order_.erase(std::remove_if(order_.begin(), order_.end(),
+                                [](const std::pair<std::uint64_t, Entity*>& e) { return e.second == nullptr; }),
+                 order_.end());
+    orderHoles_ = 0;
+  }
+}
+
+void Model::rename(Entity* entity, const std::string& guid) {
+  auto it = byGuid_.find(entity->guid_);
+  if (it != byGuid_.end() && it->second == entity) byGuid_.erase(it);
+  entity->guid_ = guid;
+  byGuid_[entity->guid_] = entity;
 }
 
 void Model::destroy(Entity* entity) {
@@ -248,20 +331,28 @@ void Model::destroy(Entity* entity) {
   std::unordered_set<Entity*> doomed(subtree.begin(), subtree.end());
   for (Entity* e : subtree) {
     for (const auto& ref : e->references_) {
-      if (!doomed.count(ref.second)) ref.second->forgetReferrer(e);
+      if (!doomed.count(ref.target)) ref.target->forgetReferrer(e);
     }
-    for (const auto& list : e->lists_) {
-      for (Entity* t : list.second) {
+    for (const auto& list : e->rare_ == nullptr ? Entity::NoLists() : e->rare_->lists) {
+      for (Entity* t : list.items) {
         if (!doomed.count(t)) t->forgetReferrer(e);
       }
     }
-    for (const auto& arg : e->arguments_) {
+    for (const auto& arg : e->arguments()) {
       if (!doomed.count(arg.second)) arg.second->forgetReferrer(e);
     }
     for (const auto& link : e->referrers_) {
-      if (!doomed.count(link.second)) link.second->forgetReferencesTo(e);
+      if (!doomed.count(link.entity)) link.entity->forgetReferencesTo(e);
     }
     unregister(e);
+  }
+  if (!createdInCall_.empty()) {
+    for (Entity* e : subtree) createdInCall_.erase(e);
+  }
+  if (!handedOver_.empty()) {
+    handedOver_.erase(std::remove_if(handedOver_.begin(), handedOver_.end(),
+                                     [&doomed](Entity* root) { return doomed.count(root) != 0; }),
+                      handedOver_.end());
   }
   std::unique_ptr<Entity> held = release(entity);
   if (held == nullptr) {  // a library package
@@ -294,7 +385,9 @@ std::size_t Model::discardParsedExpressions() {
 std::vector<Entity*> Model::entities() const {
   std::vector<Entity*> all;
   all.reserve(order_.size());
-  for (const auto& entry : order_) all.push_back(entry.second);
+  for (const auto& entry : order_) {
+    if (entry.second != nullptr) all.push_back(entry.second);
+  }
   return all;
 }
 

@@ -15,6 +15,8 @@
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "emulator/Access.h"
@@ -81,6 +83,29 @@ class Model final : public qm::IVelModel {
   std::size_t discardParsedExpressions();
   // Every entity of the model, the predefined library first, in creation order.
   std::vector<Entity*> entities() const;
+  // How many entities the model holds (attached or not).
+  std::size_t size() const { return living_; }
+
+  // The model's one copy of the text `name` (a property or meta-class
+  // name), made on first use and kept as long as the model.
+  const std::string& intern(const std::string& name);
+
+  // The host's SVG generation hands the tree `root` to a customization agent
+  // that interrupted the host's own writing: from now on the plug-in owns
+  // it (it caches the tree and deletes it on a refresh) -- unless the
+  // generation failed before the plug-in cached it. The host tells the two
+  // apart by the order of the plug-in's steps: having generated, it looks
+  // up the XML writer and writes the tree only if it cached it. So when the
+  // plug-in call that asked for the generation ends with no host operation
+  // after a successful lookup of the writer, and the tree was not written,
+  // nobody holds the tree and the model frees it. Only trees handed over
+  // during a plug-in call are tracked.
+  //
+  // Likewise, entities that a plug-in agent made with CreateEntity and left
+  // unattached (it failed between making one and attaching it) are freed
+  // when the plug-in call that made them ends: the plug-in keeps no entity
+  // of its own making beyond a call.
+  void handOver(Entity* root);
 
   // Runs an agent without counting the call (for host agents that call others).
   qm::Status runAgent(Entity* agent, Entity* context, qm::AgentParameters& parameters);
@@ -98,16 +123,32 @@ class Model final : public qm::IVelModel {
   friend class Entity;
   Entity* adopt(std::unique_ptr<Entity> entity, Entity* owner);
   Entity* findByPath(const std::string& path) const;
+  Entity* findGenerated(const std::string& name) const;
   void unregister(Entity* entity);
+  void rename(Entity* entity, const std::string& guid);  // a new GUID, same place in the order
   std::unique_ptr<Entity> release(Entity* entity);  // takes it out of its holder
 
   MetaClasses metaClasses_;
+  std::unordered_set<std::string> names_;  // see intern(); outlives every entity
   std::unique_ptr<Entity> root_;
   std::vector<std::unique_ptr<Entity>> library_;  // predefined packages (no owner)
   std::vector<std::unique_ptr<Entity>> unattached_;
   std::vector<const Entity*> parsed_;  // made by ParseExpressionText; compared, never dereferenced
+  // Entities by GUID, except those whose GUID the model generated and never
+  // changed (see findGenerated).
   std::unordered_map<std::string, Entity*> byGuid_;
-  std::map<unsigned long, Entity*> order_;  // by creation number
+  std::size_t living_ = 0;
+  // Every entity by creation number, ascending; a destroyed entity leaves a
+  // null until the vector is compacted (when nulls outnumber the living).
+  std::vector<std::pair<std::uint64_t, Entity*>> order_;
+  std::size_t orderHoles_ = 0;
+  // See handOver().
+  void settleHandedOver();
+  int pluginDepth_ = 0;  // plug-in agent calls in progress (nested through host agents)
+  std::vector<Entity*> handedOver_;
+  std::unordered_set<Entity*> createdInCall_;  // by CreateEntity during a plug-in call; living ones only
+  bool writerFound_ = false;
+  std::uint64_t writerFoundAt_ = 0;  // HostMonitor count just after the writer was found
   unsigned long nextGuid_ = 1;
   const Plugin* plugin_ = nullptr;
   MessageList messages_;

@@ -6,10 +6,15 @@
 #include <cstring>
 #include <map>
 #include <set>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace qmemu {
 
@@ -445,16 +450,23 @@ class Reader {
   }
 
   void ReadGuid(const Json& object, EntityPlan& info, Role role) {
-    const std::string pointer = Member(info.pointer, "guid");
-    if (object.contains("guid")) {
-      info.guid = ExpectNonEmptyString(object["guid"], pointer);
+    // The pointer is made only for a message: most entities have a GUID.
+    auto pointer = [&info] { return Member(info.pointer, "guid"); };
+    auto found = object.find("guid");
+    if (found != object.end()) {
+      if (!found->is_string() || found->get_ref<const std::string&>().empty()) {
+        info.guid = ExpectNonEmptyString(*found, pointer());  // fails
+      }
+      info.guid = found->get_ref<const std::string&>();
     } else if (role == Role::Root) {
       info.guid = "model-root";
     }
     if (IsGeneratedForm(info.guid)) {
-      Fail(pointer, "GUIDs of the form 'emu-<number>' are reserved for the GUIDs the model generates");
+      Fail(pointer(), "GUIDs of the form 'emu-<number>' are reserved for the GUIDs the model generates");
     }
-    if (!info.guid.empty() && !guids_.insert(info.guid).second) Fail(pointer, "duplicate GUID " + Quoted(info.guid));
+    if (!info.guid.empty() && !guids_.insert(info.guid).second) {
+      Fail(pointer(), "duplicate GUID " + Quoted(info.guid));
+    }
   }
 
   // The model names entities without a GUID "emu-1", "emu-2", ... (its
@@ -589,7 +601,7 @@ class Reader {
   }
 
   FileSpec& file_;
-  std::set<std::string> guids_;  // every GUID the file gives, the root's included
+  std::unordered_set<std::string> guids_;  // every GUID the file gives, the root's included
 };
 
 // ---------------------------------------------------------------------------
@@ -786,6 +798,31 @@ class Builder {
   std::unique_ptr<Model> model_;
 };
 
+// `text` on one line: each control byte written as in a JSON string
+// ("\n", "\t", "\r", "\u001f"), since names and keys quoted in a message
+// may hold any byte and a message is one line.
+std::string OneLine(const std::string& text) {
+  std::string out;
+  out.reserve(text.size());
+  for (unsigned char c : text) {
+    if (c >= 0x20) {
+      out += static_cast<char>(c);
+    } else if (c == '\n') {
+      out += "\\n";
+    } else if (c == '\t') {
+      out += "\\t";
+    } else if (c == '\r') {
+      out += "\\r";
+    } else {
+      const char* hex = "0123456789abcdef";
+      out += "\\u00";
+      out += hex[c >> 4];
+      out += hex[c & 15];
+    }
+  }
+  return out;
+}
+
 std::string Located(const std::string& fileName, const LoadError& error) {
   if (error.pointer.empty()) return fileName + ": " + error.message;
   return fileName + ": " + error.pointer + ": " + error.message;
@@ -809,24 +846,41 @@ bool ReadFile(const std::string& path, std::string& text, std::string& reason) {
   return !failed;
 }
 
+// Gives the heap's free pages back to the system. Loading frees far more
+// than it keeps (the document and the plan are several times the model), and
+// glibc keeps freed small blocks mapped: without this a server holds the
+// peak of its load for good.
+void ReturnFreeMemory() {
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
+}
+
 }  // namespace
 
 std::unique_ptr<Model> LoadModelText(const std::string& text, const std::string& fileName, std::string& error) {
   error.clear();
   try {
-    Json document;
-    std::string syntaxError;
-    if (!ParseJson(text, document, syntaxError)) {
-      error = fileName + ":" + syntaxError;
-      return nullptr;
+    std::unique_ptr<Model> model;
+    {
+      FileSpec file;
+      {
+        Json document;
+        std::string syntaxError;
+        if (!ParseJson(text, document, syntaxError)) {
+          error = OneLine(fileName + ":" + syntaxError);
+          return nullptr;
+        }
+        Reader(file).Read(document);
+      }  // the document goes before the model is built, which reuses its memory
+      model = Builder(file).Build();
     }
-    FileSpec file;
-    Reader(file).Read(document);
-    return Builder(file).Build();
+    ReturnFreeMemory();
+    return model;
   } catch (const LoadError& failure) {
-    error = Located(fileName, failure);
+    error = OneLine(Located(fileName, failure));
   } catch (const std::exception& failure) {
-    error = fileName + ": " + failure.what();
+    error = OneLine(fileName + ": " + failure.what());
   }
   return nullptr;
 }

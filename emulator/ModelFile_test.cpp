@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -886,8 +887,8 @@ TEST_F(ExampleModelTest, PumpHasAllFourKindsOfLinks) {
     if (dependency->HasStereotype("@Predefined@satisfy", 1)) outgoing = true;
   }
   bool incoming = false;
-  for (const Entity::Link& link : pump.referrers()) {
-    if (link.first == "Supplier" && link.second->HasStereotype("@Predefined@trace", 1)) incoming = true;
+  for (const Entity::Referrer& link : pump.referrers()) {
+    if (*link.property == "Supplier" && link.entity->HasStereotype("@Predefined@trace", 1)) incoming = true;
   }
   bool incomingHyperlink = false;
   for (Entity* e : model_->entities()) {
@@ -940,6 +941,62 @@ TEST_F(ExampleModelTest, HasPropertyPagesAndTrickyNames) {
   EXPECT_GE(pages, 2u);
   EXPECT_TRUE(quote);
   EXPECT_TRUE(control);
+}
+
+// Found by fuzzing: a name with a control byte made a message of two lines.
+// Messages stay one line, control bytes written as in JSON strings.
+TEST(ModelFileMessagesTest, ControlBytesInNamesAreEscapedInMessages) {
+  struct Row {
+    const char* text;
+    const char* message;
+  };
+  const Row rows[] = {
+      {R"({"root": {"children": [{"meta": "Requirem\nt"}]}})",
+       R"(m.json: /root/children/0/meta: unknown meta class 'Requirem\nt')"},
+      {R"({"root": {"children": [{"meta": "A\t\r\u0001"}]}})",
+       R"(m.json: /root/children/0/meta: unknown meta class 'A\t\r\u0001')"},
+      {R"({"root": {"a\nb": 1}})",
+       "m.json: /root: unknown key 'a\\nb' (expected one of: guid, meta, name, values, refs, lists, children, "
+       "stereotypes, arguments)"},
+  };
+  for (const Row& row : rows) {
+    std::string error;
+    EXPECT_EQ(nullptr, LoadModelText(row.text, "m.json", error)) << row.text;
+    EXPECT_EQ(row.message, error) << row.text;
+  }
+}
+
+// A model of bench/gen_model.py (8 blocks, kept as a fuzzing seed) loads,
+// and its shapes are there: the package of B + 1 children, the diagram of a
+// frame, B symbols and B lines, the hyperlinks and external references.
+TEST(GeneratedModelTest, TheGeneratorsModelLoads) {
+  std::string error;
+  std::unique_ptr<Model> model =
+      LoadModelFile(std::string(ORV_SOURCE_DIR) + "/fuzz/corpus/ModelFile_fuzz/generated_8.json", error);
+  ASSERT_NE(model, nullptr) << error;
+  struct Row {
+    const char* name;  // GUID or path
+    const char* meta;
+    std::size_t owned;
+  };
+  const Row rows[] = {
+      {"PKG-BLOCKS", "Package", 9},       {"DIA-BIG", "Diagram", 17},        {"@Blocks@Block 3", "Block", 4},
+      {"BLK-0", "Block", 9},              {"DEP-EXT-0", "Dependency", 2},    {"REQ-0", "Requirement", 0},
+      {"@Requirements@Requirement 7", "Requirement", 1}, {"TC-1", "TestCase", 4}, {"DIA-0", "Diagram", 5},
+  };
+  for (const Row& row : rows) {
+    Entity* entity = model->find(row.name);
+    ASSERT_NE(entity, nullptr) << row.name;
+    EXPECT_EQ(row.meta, entity->meta()) << row.name;
+    EXPECT_EQ(row.owned, entity->owned().size()) << row.name;
+  }
+  // BLK-0 (besides its attribute, part and two dependencies): a "vorn:qm:",
+  // a "vorn:a:b:", a plain URL, a duplicate and an unresolved hyperlink.
+  EXPECT_EQ(5u, model->find("BLK-0")->stereotypeInstances().size());
+  // REQ-0 is the supplier of 7 deriveReqt dependencies, a satisfy and a verify.
+  std::size_t suppliers = 0;
+  for (const Entity::Referrer& link : model->find("REQ-0")->referrers()) suppliers += *link.property == "Supplier";
+  EXPECT_EQ(9u, suppliers);
 }
 
 }  // namespace

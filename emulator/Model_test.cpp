@@ -1,6 +1,9 @@
 // Tests of the emulated model: lookup, creation, agents and the predefined library.
 #include "emulator/Model.h"
 
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "emulator/HostMonitor.h"
@@ -138,6 +141,60 @@ TEST_F(ModelTest, DefinedMetaClassesDeriveFromTheirBases) {
   Model model(classes, "R", "ValveBlock", "Root");
   EXPECT_TRUE(model.root().IsKindOf("Definition"));
   EXPECT_EQ(model.root().meta(), "ValveBlock");
+}
+
+// Entities whose GUID the model generated are found without the GUID index;
+// lookups must answer as before through renames, clashes and deletions.
+TEST_F(ModelTest, GeneratedGuidsAreFoundThroughRenamesAndDeletions) {
+  Model model("ROOT");
+  Entity* a = model.create("Block");
+  Entity* b = model.create("Block");
+  Entity* c = model.create("Block");
+  const std::string aGuid = a->guid(), bGuid = b->guid(), cGuid = c->guid();
+  struct Row {
+    const std::string& name;
+    Entity* expected;
+  };
+  for (const Row& row : {Row{aGuid, a}, Row{bGuid, b}, Row{cGuid, c}}) EXPECT_EQ(row.expected, model.find(row.name));
+  EXPECT_EQ(nullptr, model.find("emu-"));
+  EXPECT_EQ(nullptr, model.find("emu-99999999999999999999"));
+  EXPECT_EQ(4u, model.size());
+
+  a->setValue("Guid", "A-NAMED");  // the old generated GUID names nothing now
+  EXPECT_EQ(nullptr, model.find(aGuid));
+  EXPECT_EQ(a, model.find("A-NAMED"));
+  c->setValue("Guid", bGuid);  // takes another's generated GUID: the explicit one wins
+  EXPECT_EQ(c, model.find(bGuid));
+  EXPECT_EQ(nullptr, model.create("Block", "A-NAMED"));
+  EXPECT_EQ(nullptr, model.create("Block", bGuid));
+
+  model.destroy(c);
+  EXPECT_EQ(b, model.find(bGuid));  // b is found by its own generated GUID again
+  model.destroy(b);
+  EXPECT_EQ(nullptr, model.find(bGuid));
+  EXPECT_EQ(2u, model.size());
+  EXPECT_EQ(2u, model.entities().size());
+}
+
+// Destroying most entities compacts the ordered index; creation order and
+// lookups survive it.
+TEST_F(ModelTest, CreationOrderSurvivesManyDeletions) {
+  Model model("ROOT");
+  std::vector<Entity*> made;
+  for (int i = 0; i < 100; ++i) made.push_back(model.create("Block", i % 2 == 0 ? "B" + std::to_string(i) : ""));
+  std::vector<std::string> kept;
+  for (int i = 0; i < 100; ++i) {
+    if (i % 10 == 9) {
+      kept.push_back(made[static_cast<std::size_t>(i)]->guid());
+    } else {
+      model.destroy(made[static_cast<std::size_t>(i)]);
+    }
+  }
+  std::vector<std::string> order;
+  for (Entity* e : model.entities()) order.push_back(e->guid());
+  kept.insert(kept.begin(), "ROOT");
+  EXPECT_EQ(kept, order);
+  for (const std::string& guid : kept) EXPECT_EQ(guid, model.find(guid)->guid());
 }
 
 }  // namespace

@@ -24,9 +24,9 @@ void CollectPresentations(qmemu::HostAgentCall& call) {
   if (!qmemu::AcceptCall(call, kPath, Formals()) || call.context == nullptr) return;
   qm::EntityList* presentations = qmemu::EntityListAt(call.parameters, 0);
   if (presentations == nullptr) return;
-  for (const qmemu::Entity::Link& link : call.context->referrers()) {
-    if (link.first == "ModelElement" && link.second->isKindOf("PresentationElement")) {
-      presentations->push_back(link.second->asEntity());
+  for (const qmemu::Entity::Referrer& link : call.context->referrers()) {
+    if (*link.property == "ModelElement" && link.entity->isKindOf("PresentationElement")) {
+      presentations->push_back(link.entity->asEntity());
     }
   }
 }

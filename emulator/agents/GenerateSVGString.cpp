@@ -21,8 +21,11 @@
 // The first and fourth parameters are not read. On another context entity
 // than a diagram nothing happens. The GUID of the last tree built is noted in
 // the model's host data, table "GenerateSVGString", key "lastRoot" (tests
-// use it to free trees that only the plug-in's cache still names). Any other exception of the customization
-// agent passes on to the caller; the tree stays in the model then.
+// use it to free trees that only the plug-in's cache still names). After an
+// interruption the tree is the customization agent's (see Model::handOver
+// for how the host frees it when the plug-in failed before caching it). Any
+// other exception of the customization agent passes on to the caller, and
+// the tree is freed first.
 #include <cstring>
 
 #include "emulator/HostAgents.h"
@@ -42,6 +45,10 @@ bool RunCustomization(Model& model, Entity& customization, Entity& diagram, Enti
     model.runAgent(&customization, &diagram, parameters);
   } catch (const char* text) {
     if (text != nullptr && std::strcmp(text, "Interrupt.") == 0) return true;
+    model.destroy(&root);
+    throw;
+  } catch (...) {
+    model.destroy(&root);  // a failed customization leaves no tree behind
     throw;
   }
   return false;
@@ -59,7 +66,10 @@ void GenerateSVGString(HostAgentCall& call) {
   if (hook != nullptr && ParameterValue::Of(*hook).kind == ParamKind::Interface) {
     customization = Entity::From(ParameterValue::Of(*hook).unknown);
   }
-  if (customization != nullptr && RunCustomization(model, *customization, *diagram, *root)) return;
+  if (customization != nullptr && RunCustomization(model, *customization, *diagram, *root)) {
+    model.handOver(root);
+    return;
+  }
 
   SetTextAt(call.parameters, 2, WriteSvgXml(*root, false));
   model.destroy(root);

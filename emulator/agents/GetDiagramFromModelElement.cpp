@@ -18,9 +18,9 @@ Entity* DiagramOf(Entity* element) {
   if (element == nullptr) return nullptr;
   if (element->isKindOf("Diagram")) return element;
   if (element->isKindOf("PresentationElement")) return element->reference("Diagram");
-  for (const Entity::Link& link : element->referrers()) {
-    if (link.first != "ModelElement" || !link.second->isKindOf("PresentationElement")) continue;
-    Entity* diagram = link.second->reference("Diagram");
+  for (const Entity::Referrer& link : element->referrers()) {
+    if (*link.property != "ModelElement" || !link.entity->isKindOf("PresentationElement")) continue;
+    Entity* diagram = link.entity->reference("Diagram");
     if (diagram != nullptr) return diagram;
   }
   return nullptr;
