@@ -18,10 +18,11 @@
 
 #include "emulator/ModelFile.h"
 #include "emulator/Session.h"
-#include "tools/Explorer.h"
-#include "tools/ParameterText.h"
-#include "tools/ProgramPaths.h"
-#include "tools/Serve.h"
+#include "tools/orv-host/Explorer.h"
+#include "tools/orv-host/ParameterText.h"
+#include "tools/common/Options.h"
+#include "tools/common/ProgramPaths.h"
+#include "tools/serve/Serve.h"
 
 namespace {
 
@@ -73,53 +74,40 @@ struct Options {
 
 std::string DefaultPlugin() { return orvtool::DefaultPluginPath(); }
 
+const char kProgram[] = "orv-host";
+
 int Usage(const std::string& problem) {
-  std::cerr << "orv-host: " << problem << "\n(see orv-host --help)\n";
+  std::cerr << orvtool::OptionParser(kProgram).UsageError(problem);
   return 1;
 }
 
 // Parses the command line; returns -1 to go on, else the exit status.
 int ParseOptions(int argc, char** argv, Options& options) {
+  bool help = false, version = false;
+  double print = 0;
+  orvtool::OptionParser parser(kProgram);
+  parser.Flag("--help", &help, "-h");
+  parser.Flag("--version", &version);
+  parser.Flag("--tree", &options.tree);
+  parser.Flag("--explore", &options.explore);
+  parser.Text("--context", &options.context);
+  parser.Text("--plugin", &options.plugin);
+  parser.Number("--timeout", 0, 1e6, false, "a number from 0 to 1000000", &options.timeout);
+  parser.Number("--print", 0, 1e6, false, "a number from 0 to 1000000", &print);
+  // An agent's parameters may start with "--".
+  parser.UnknownArePositionalAfter(2);
   std::vector<std::string> positional;
-  for (int i = 1; i < argc; ++i) {
-    std::string arg = argv[i];
-    auto value = [&](const char* name) -> const char* {
-      if (i + 1 >= argc) return nullptr;
-      (void)name;
-      return argv[++i];
-    };
-    if (arg == "--help" || arg == "-h") {
-      std::cout << kUsage;
-      return 0;
-    } else if (arg == "--version") {
-      std::cout << "orv-host " ORV_VERSION "\n";
-      return 0;
-    } else if (arg == "--tree") {
-      options.tree = true;
-    } else if (arg == "--explore") {
-      options.explore = true;
-    } else if (arg == "--context" || arg == "--plugin" || arg == "--timeout" || arg == "--print") {
-      const char* v = value(arg.c_str());
-      if (v == nullptr) return Usage(arg + " needs a value");
-      if (arg == "--context") options.context = v;
-      if (arg == "--plugin") options.plugin = v;
-      if (arg == "--timeout" || arg == "--print") {
-        char* end = nullptr;
-        double number = std::strtod(v, &end);
-        if (end == v || *end != '\0' || !(number >= 0) || number > 1e6) {
-          return Usage(arg + " expects a number from 0 to 1000000, got '" + v + "'");
-        }
-        if (arg == "--timeout") options.timeout = number;
-        if (arg == "--print") options.print = static_cast<long>(number);
-      }
-    } else if (arg == "--") {
-      for (++i; i < argc; ++i) positional.push_back(argv[i]);
-    } else if (arg.size() > 1 && arg[0] == '-' && arg[1] == '-' && positional.size() < 2) {
-      return Usage("unknown option " + arg);
-    } else {
-      positional.push_back(arg);
-    }
+  std::string error;
+  if (!parser.Parse(argc, argv, positional, error)) return Usage(error);
+  if (help) {
+    std::cout << kUsage;
+    return 0;
   }
+  if (version) {
+    std::cout << "orv-host " ORV_VERSION "\n";
+    return 0;
+  }
+  options.print = static_cast<long>(print);
   if (options.tree || options.explore) {
     if (options.tree && options.explore) return Usage("--tree and --explore exclude each other");
     const char* option = options.tree ? "--tree" : "--explore";
@@ -133,7 +121,7 @@ int ParseOptions(int argc, char** argv, Options& options) {
   options.agent = positional[1];
   orvtool::ParameterTextReader reader(STDIN_FILENO);
   for (std::size_t i = 2; i < positional.size(); ++i) {
-    std::string text, error;
+    std::string text;
     if (!reader.Read(positional[i], text, error)) {
       std::cerr << "orv-host: parameter " << (i - 1) << ": " << error << "\n";
       return 1;

@@ -1,11 +1,11 @@
-#include "tools/HttpRoutes.h"
+#include "tools/serve/HttpRoutes.h"
 
 #include <httplib.h>
 
 #include <exception>
 #include <nlohmann/json.hpp>
 
-#include "tools/ErIcon.h"
+#include "tools/serve/ErIcon.h"
 
 namespace orvtool {
 namespace {

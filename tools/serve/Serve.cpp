@@ -1,4 +1,4 @@
-#include "tools/Serve.h"
+#include "tools/serve/Serve.h"
 
 #include <httplib.h>
 #include <pthread.h>
@@ -10,12 +10,14 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "emulator/Session.h"
-#include "tools/AgentService.h"
-#include "tools/HttpRoutes.h"
-#include "tools/ProgramPaths.h"
-#include "tools/StaticFiles.h"
+#include "tools/serve/AgentService.h"
+#include "tools/serve/HttpRoutes.h"
+#include "tools/common/Options.h"
+#include "tools/common/ProgramPaths.h"
+#include "tools/serve/StaticFiles.h"
 
 namespace orvtool {
 namespace {
@@ -51,63 +53,40 @@ struct ServeOptions {
   CallLimits limits;
 };
 
-int Usage(const std::string& problem) {
-  std::cerr << "orv-host serve: " << problem << "\n(see orv-host serve --help)\n";
-  return 1;
-}
+const char kProgram[] = "orv-host serve";
 
-// Reads a whole number from min to max; false when `text` is anything else.
-bool ParseNumber(const std::string& text, double min, double max, double& number) {
-  char* end = nullptr;
-  number = std::strtod(text.c_str(), &end);
-  return !text.empty() && end != nullptr && *end == '\0' && number >= min && number <= max;
+int Usage(const std::string& problem) {
+  std::cerr << OptionParser(kProgram).UsageError(problem);
+  return 1;
 }
 
 // Returns -1 to go on, else the exit status.
 int ParseServeOptions(int argc, char** argv, ServeOptions& options) {
-  for (int i = 1; i < argc; ++i) {
-    std::string arg = argv[i];
-    if (arg == "--help" || arg == "-h") {
-      std::cout << kUsage;
-      return 0;
-    }
-    if (arg.rfind("--", 0) != 0) {
-      if (!options.model.empty()) return Usage("unexpected argument '" + arg + "'");
-      options.model = arg;
-      continue;
-    }
-    if (i + 1 >= argc) return Usage(arg + " needs a value");
-    std::string value = argv[++i];
-    double number = 0;
-    if (arg == "--bind") {
-      options.bind = value;
-    } else if (arg == "--plugin") {
-      options.plugin = value;
-    } else if (arg == "--web") {
-      options.web = value;
-    } else if (arg == "--port") {
-      if (!ParseNumber(value, 0, 65535, number) || number != static_cast<long>(number)) {
-        return Usage("--port expects a whole number from 0 to 65535, got '" + value + "'");
-      }
-      options.port = static_cast<long>(number);
-    } else if (arg == "--timeout") {
-      if (!ParseNumber(value, 0, 1e6, number)) return Usage("--timeout expects seconds from 0 to 1000000, got '" + value + "'");
-      options.limits.seconds = number;
-    } else if (arg == "--max-operations") {
-      if (!ParseNumber(value, 0, 1e15, number) || number != static_cast<double>(static_cast<std::uint64_t>(number))) {
-        return Usage("--max-operations expects a whole number, got '" + value + "'");
-      }
-      options.limits.maxOperations = static_cast<std::uint64_t>(number);
-    } else if (arg == "--max-body") {
-      if (!ParseNumber(value, 1, 1e10, number) || number != static_cast<long>(number)) {
-        return Usage("--max-body expects a whole number of bytes, got '" + value + "'");
-      }
-      options.maxBody = static_cast<long>(number);
-    } else {
-      return Usage("unknown option " + arg);
-    }
+  bool help = false;
+  double port = static_cast<double>(options.port), maxBody = static_cast<double>(options.maxBody);
+  double maxOperations = static_cast<double>(options.limits.maxOperations);
+  OptionParser parser(kProgram);
+  parser.Flag("--help", &help, "-h");
+  parser.Text("--bind", &options.bind);
+  parser.Text("--plugin", &options.plugin);
+  parser.Text("--web", &options.web);
+  parser.Number("--port", 0, 65535, true, "a whole number from 0 to 65535", &port);
+  parser.Number("--timeout", 0, 1e6, false, "seconds from 0 to 1000000", &options.limits.seconds);
+  parser.Number("--max-operations", 0, 1e15, true, "a whole number", &maxOperations);
+  parser.Number("--max-body", 1, 1e10, true, "a whole number of bytes", &maxBody);
+  std::vector<std::string> positional;
+  std::string error;
+  if (!parser.Parse(argc, argv, positional, error)) return Usage(error);
+  if (help) {
+    std::cout << kUsage;
+    return 0;
   }
-  if (options.model.empty()) return Usage("expected a model file");
+  if (positional.size() > 1) return Usage("unexpected argument '" + positional[1] + "'");
+  if (positional.empty()) return Usage("expected a model file");
+  options.model = positional[0];
+  options.port = static_cast<long>(port);
+  options.maxBody = static_cast<long>(maxBody);
+  options.limits.maxOperations = static_cast<std::uint64_t>(maxOperations);
   if (options.plugin.empty()) options.plugin = DefaultPluginPath();
   return -1;
 }

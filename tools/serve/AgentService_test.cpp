@@ -1,7 +1,7 @@
 // Tests of the server's host side with the real plug-in on the example
 // model: outcomes, budgets, the lock, and that nothing piles up between
 // calls.
-#include "tools/AgentService.h"
+#include "tools/serve/AgentService.h"
 
 #include <gtest/gtest.h>
 

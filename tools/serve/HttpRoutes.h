@@ -2,14 +2,14 @@
 // agent route, the external-reference icon and the client's static files.
 // Every route that runs an agent goes through one AgentService; every
 // failure answers a JSON body {"error": "..."} with a fitting status.
-#ifndef TOOLS_HTTPROUTES_H_
-#define TOOLS_HTTPROUTES_H_
+#ifndef TOOLS_SERVE_HTTPROUTES_H_
+#define TOOLS_SERVE_HTTPROUTES_H_
 
 #include <string>
 #include <vector>
 
-#include "tools/AgentService.h"
-#include "tools/StaticFiles.h"
+#include "tools/serve/AgentService.h"
+#include "tools/serve/StaticFiles.h"
 
 namespace httplib {
 class Server;
@@ -55,4 +55,4 @@ void InstallRoutes(httplib::Server& server, AgentService& agents, const StaticFi
 
 }  // namespace orvtool
 
-#endif  // TOOLS_HTTPROUTES_H_
+#endif  // TOOLS_SERVE_HTTPROUTES_H_

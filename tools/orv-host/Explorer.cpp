@@ -1,4 +1,4 @@
-#include "tools/Explorer.h"
+#include "tools/orv-host/Explorer.h"
 
 #include <set>
 #include <utility>

@@ -1,8 +1,8 @@
 // The icon that the annotated SVG places on external references
 // (xlink:href="ERIcon.gif"): a 16 x 16 GIF of a box with an arrow leaving
 // it, drawn here and encoded by a small GIF writer.
-#ifndef TOOLS_ERICON_H_
-#define TOOLS_ERICON_H_
+#ifndef TOOLS_SERVE_ERICON_H_
+#define TOOLS_SERVE_ERICON_H_
 
 #include <cstdint>
 #include <string>
@@ -26,4 +26,4 @@ std::string EncodeGif(const std::vector<std::string>& rows, const std::vector<st
 
 }  // namespace orvtool
 
-#endif  // TOOLS_ERICON_H_
+#endif  // TOOLS_SERVE_ERICON_H_

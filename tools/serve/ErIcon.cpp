@@ -1,4 +1,4 @@
-#include "tools/ErIcon.h"
+#include "tools/serve/ErIcon.h"
 
 #include <algorithm>
 

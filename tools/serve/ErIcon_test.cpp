@@ -1,6 +1,6 @@
 // Tests of the GIF writer and the icon: the bytes are decoded again by an
 // independent reader written from the GIF89a format.
-#include "tools/ErIcon.h"
+#include "tools/serve/ErIcon.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tools/AgentService.h"
+#include "tools/serve/AgentService.h"
 
 #include <chrono>
 #include <cstdio>

@@ -1,6 +1,6 @@
 // Tests of the HTTP layer's pure parts: the agent route's body, statuses
 // and error bodies.
-#include "tools/HttpRoutes.h"
+#include "tools/serve/HttpRoutes.h"
 
 #include <gtest/gtest.h>
 

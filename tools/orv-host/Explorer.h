@@ -2,8 +2,8 @@
 // client fills it, by running the plug-in's GetModelViewChildNodes on the
 // root and then on every node that has children, and prints one line per
 // node.
-#ifndef TOOLS_EXPLORER_H_
-#define TOOLS_EXPLORER_H_
+#ifndef TOOLS_ORV_HOST_EXPLORER_H_
+#define TOOLS_ORV_HOST_EXPLORER_H_
 
 #include <ostream>
 #include <string>
@@ -29,4 +29,4 @@ bool PrintExplorerTree(qmemu::Session& session, std::ostream& out, std::string& 
 
 }  // namespace orvtool
 
-#endif  // TOOLS_EXPLORER_H_
+#endif  // TOOLS_ORV_HOST_EXPLORER_H_

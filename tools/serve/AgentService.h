@@ -2,8 +2,8 @@
 // model, one call at a time, each with a deadline and a host-operation
 // budget, and sorts what happened into outcomes that the HTTP layer maps to
 // statuses.
-#ifndef TOOLS_AGENTSERVICE_H_
-#define TOOLS_AGENTSERVICE_H_
+#ifndef TOOLS_SERVE_AGENTSERVICE_H_
+#define TOOLS_SERVE_AGENTSERVICE_H_
 
 #include <cstdint>
 #include <mutex>
@@ -75,4 +75,4 @@ std::size_t ErrorParameterPosition(const std::string& agent);
 
 }  // namespace orvtool
 
-#endif  // TOOLS_AGENTSERVICE_H_
+#endif  // TOOLS_SERVE_AGENTSERVICE_H_
