@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <shared_mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -79,6 +80,9 @@ class Model final : public qm::IVelModel {
   // attached or destroyed meanwhile are left alone. Returns how many it
   // destroyed.
   std::size_t discardParsedExpressions();
+  // The same for the expressions listed in `parsed` (one call's, see
+  // CallScope.h); clears `parsed`.
+  std::size_t discardParsedExpressions(std::vector<const Entity*>& parsed);
   // Every entity of the model, the predefined library first, in creation order.
   std::vector<Entity*> entities() const;
 
@@ -87,8 +91,10 @@ class Model final : public qm::IVelModel {
   // The plug-in whose exported agents "@OrvServer@..." declarations run.
   void setPlugin(const Plugin* plugin) { plugin_ = plugin; }
   const Plugin* plugin() const { return plugin_; }
-  MessageList& messages() { return messages_; }
-  ModelAccess& access() { return access_; }
+  // The message list and access object of the call running on this thread
+  // (see CallScope.h), else the model's own.
+  MessageList& messages();
+  ModelAccess& access();
 
   // Host data that the model file gives to host agents, by name (for
   // instance icon indexes per meta class).
@@ -113,6 +119,16 @@ class Model final : public qm::IVelModel {
   MessageList messages_;
   ModelAccess access_{messages_};
   std::map<std::string, std::map<std::string, std::string>> hostData_;
+
+  // Agents on several threads share the model (see docs/design.md): the
+  // indexes and holders above change under `store_` held exclusively and
+  // are read under it shared. ParseExpressionText and the discard of parse
+  // results hold it exclusively throughout, since they also build entities
+  // and change the referrers of the host's shared definitions. A thread
+  // that holds it takes it no second time (see Model.cpp).
+  mutable std::shared_mutex store_;
+  friend class StoreWrite;
+  friend class StoreRead;
 };
 
 // The host's expression parser behind Model::ParseExpressionText (grammar in

@@ -8,7 +8,7 @@
 #include <ostream>
 #include <string>
 
-#include "emulator/Session.h"
+#include "emulator/CallService.h"
 
 namespace orvtool {
 
@@ -22,10 +22,13 @@ constexpr int kMaxExplorerDepth = 32;
 //   for an attribute node, "  <modelguid>", "  icon <icon>", and
 //   "  (in a diagram)" when the node is visual.
 // A node that the agent answers with an error message gets a line
-// "! <message>" in place of its children. Returns false, with the reason in
-// `error`, when the agent cannot be run or answers text that is not the
-// expected JSON; what was printed until then stays printed.
-bool PrintExplorerTree(qmemu::Session& session, std::ostream& out, std::string& error);
+// "! <message>" in place of its children. Every call goes through `agents`
+// (each with its own budget). Returns the outcome of the first call that
+// ended the walk (refused, a budget, unknown, a host fault; a host fault as
+// well when the agent answers text that is not the expected JSON), or
+// answered when the whole tree was printed; what was printed until then
+// stays printed.
+qmemu::Outcome PrintExplorerTree(qmemu::CallService& agents, std::ostream& out);
 
 }  // namespace orvtool
 

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "emulator/Session.h"
-#include "tools/serve/AgentService.h"
+#include "emulator/CallService.h"
 #include "tools/serve/HttpRoutes.h"
 #include "tools/common/Options.h"
 #include "tools/common/ProgramPaths.h"
@@ -27,7 +27,8 @@ const char kUsage[] =
     "\n"
     "Loads the model file MODEL and the plug-in once and serves the browser\n"
     "client and its HTTP API (docs/http-api.md) until SIGINT or SIGTERM.\n"
-    "Agents run one at a time, as in the host.\n"
+    "Links, property-page and explorer calls run side by side; diagram (SVG)\n"
+    "calls run one at a time.\n"
     "\n"
     "options:\n"
     "  --bind ADDR              address to listen on (default 127.0.0.1; 0.0.0.0\n"
@@ -43,14 +44,14 @@ const char kUsage[] =
     "  --help                   this text\n"
     "\n"
     "It prints one line with its URL once it listens. A call that outlives its\n"
-    "deadline or operation budget is stopped from its next host operation and\n"
-    "answered with status 504.\n";
+    "deadline or operation budget is stopped through its host operations and\n"
+    "answered with status 504. Statuses of every outcome: docs/http-api.md.\n";
 
 struct ServeOptions {
   std::string model, bind = "127.0.0.1", plugin, web;
   long port = 8080;
   long maxBody = 16L * 1024 * 1024;
-  CallLimits limits;
+  qmemu::CallLimits limits;
 };
 
 const char kProgram[] = "orv-host serve";
@@ -137,7 +138,7 @@ int RunServe(int argc, char** argv) {
   }
   StaticFiles files;
   if (!OpenWeb(options, files)) return 2;
-  AgentService agents(*session, options.limits);
+  qmemu::CallService agents(*session, options.limits, qmemu::AgentReach::kPluginAgents);
 
   // The signals are taken by one thread of their own: blocked here, before
   // any thread starts, so that every thread inherits the mask.
@@ -155,8 +156,8 @@ int RunServe(int argc, char** argv) {
     server.set_keep_alive_timeout(2);  // bounds how long a stop waits for idle connections
     server.set_keep_alive_max_count(1000);
     server.set_tcp_nodelay(true);  // answers leave at once, not after the peer's delayed ack
-    // Enough workers for a few browser tabs and a load test; agent calls
-    // still run one at a time.
+    // Enough workers for a few browser tabs and a load test; the call
+    // service lets independent agent calls run side by side.
     server.new_task_queue = [] { return new httplib::ThreadPool(16); };
     if (options.port == 0) {
       port = server.bind_to_any_port(options.bind);
