@@ -11,10 +11,10 @@
 namespace qmemu {
 namespace {
 
-// True when calls of `agent` may run side by side with other such calls.
-bool Independent(const std::string& agent) {
+// How calls of `agent` may overlap others; kHost for names not in the table.
+AgentConcurrency ConcurrencyOf(const std::string& agent) {
   const AgentSpec* spec = FindAgentSpec(agent);
-  return spec != nullptr && spec->concurrency == AgentConcurrency::kIndependent;
+  return spec == nullptr ? AgentConcurrency::kHost : spec->concurrency;
 }
 
 // "agent X did not finish within its budget (2 s, 5000 host operations) and
@@ -42,9 +42,18 @@ std::string CallResult::Answer(const std::string& agent) const {
 
 CallResult CallService::Call(const CallRequest& request) {
   try {
-    if (Independent(request.agent)) {
-      std::shared_lock<std::shared_mutex> shared(lock_);
-      return CallLocked(request);
+    switch (ConcurrencyOf(request.agent)) {
+      case AgentConcurrency::kIndependent: {
+        std::shared_lock<std::shared_mutex> shared(lock_);
+        return CallLocked(request);
+      }
+      case AgentConcurrency::kSvg: {
+        std::lock_guard<std::mutex> alone(svg_);
+        std::shared_lock<std::shared_mutex> shared(lock_);
+        return CallLocked(request);
+      }
+      case AgentConcurrency::kHost:
+        break;
     }
     std::unique_lock<std::shared_mutex> exclusive(lock_);
     return CallLocked(request);

@@ -6,16 +6,18 @@
 //
 // Locking (see docs/design.md, "The host layer"): calls of agents that the
 // agent table marks independent (links, the two property-page agents, the
-// explorer) hold the service's lock shared and run side by side; every
-// other call (the SVG agents, whose cache and client text are the
-// plug-in's unguarded globals, and host agents run directly) holds it
-// exclusively. The model's own store lock covers what independent calls
-// still change (parse results).
+// explorer) hold the service's lock shared and run side by side. SVG calls
+// hold it shared as well, and the SVG lock alone, since the plug-in's SVG
+// cache and client text are unguarded globals: readers go on while a
+// diagram is generated. The SVG tree is never reached from the entities
+// readers see, and the model's store lock orders its growth against their
+// lookups. Host agents run directly (orv-host) hold the lock exclusively.
 #ifndef EMULATOR_CALLSERVICE_H_
 #define EMULATOR_CALLSERVICE_H_
 
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <shared_mutex>
 #include <string>
 #include <vector>
@@ -83,6 +85,7 @@ class CallService {
   const CallLimits limits_;
   const AgentReach reach_;
   std::shared_mutex lock_;
+  std::mutex svg_;
 };
 
 }  // namespace qmemu

@@ -167,6 +167,7 @@ bool Entity::IsKindOf(const std::string& metaClass) {
 qm::Status Entity::SetValue(const std::string& name, const std::string& value, int flag, qmdll::Changer& changer) {
   HostMonitor::Instance().Enter(HostOperation::kSetValue, name, flag);
   CheckChanger(changer);
+  StoreWrite writing(model_);  // a lookup by path on another thread reads values
   setValue(name, value);
   return 0;
 }
@@ -174,6 +175,7 @@ qm::Status Entity::SetValue(const std::string& name, const std::string& value, i
 qm::Status Entity::SetEntity(const std::string& name, qm::IVelEntity* entity, int flag, qmdll::Changer& changer) {
   HostMonitor::Instance().Enter(HostOperation::kSetEntity, name, flag);
   CheckChanger(changer);
+  StoreWrite writing(model_);  // attaching changes owners, which lookups by path read
   Entity* target = From(entity);
   if (target == nullptr || &target->model_ != &model_) return 1;
   if (model_.metaClasses().IsListProperty(name)) {

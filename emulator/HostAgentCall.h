@@ -55,6 +55,7 @@ inline void SetIntegerAt(qm::AgentParameters& parameters, std::size_t position, 
 // The table `name` of the model's host data, or null when the model file
 // gives none.
 inline const std::map<std::string, std::string>* HostTable(Model& model, const std::string& name) {
+  StoreRead reading(model);  // the SVG generation adds a table of its own
   auto it = model.hostData().find(name);
   return it == model.hostData().end() ? nullptr : &it->second;
 }

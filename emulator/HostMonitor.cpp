@@ -105,6 +105,12 @@ void HostMonitor::Check(HostOperation operation) {
   if (limitTotal_ != 0 && total_ > limitTotal_) {
     throw CallLimitExceeded(std::string("host call limit reached at ") + HostOperationName(operation));
   }
+  if (callAt_ != 0 && callOperation_ == operation && perOperation == callAt_) {
+    callAt_ = 0;
+    std::function<void()> callback = std::move(callback_);
+    callback_ = nullptr;
+    callback();
+  }
   if (budgetSet_) CheckBudget(operation);
   if (failAtTotal_ != 0 && total_ == failAtTotal_) {
     failAtTotal_ = 0;
@@ -162,6 +168,8 @@ void HostMonitor::Reset() {
   failOperation_ = HostOperation::kCount;
   failOperationAt_ = 0;
   limitTotal_ = 0;
+  callAt_ = 0;
+  callback_ = nullptr;
   creations_ = 0;
   failCreationAt_ = 0;
   failCreationsAfter_ = false;
@@ -198,6 +206,12 @@ void HostMonitor::FailOperation(std::string_view operation, std::uint64_t k) {
   } else {
     failOperationAt_ = 0;
   }
+}
+
+void HostMonitor::CallOn(HostOperation operation, std::uint64_t k, std::function<void()> callback) {
+  callOperation_ = operation;
+  callAt_ = k == 0 || !callback ? 0 : Count(operation) + k;
+  callback_ = std::move(callback);
 }
 
 void HostMonitor::LimitCalls(std::uint64_t max) { limitTotal_ = max == 0 ? 0 : total_ + max; }

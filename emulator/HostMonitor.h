@@ -23,6 +23,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -150,6 +151,11 @@ class HostMonitor {
   void FailOperation(HostOperation operation, std::uint64_t k = 1);
   // By name; a name that is no operation arms nothing.
   void FailOperation(std::string_view operation, std::uint64_t k = 1);
+  // Calls `callback` on the k-th call (1-based, counted from now) of
+  // `operation`, before the operation does anything, on the thread that
+  // makes it: a test stops an agent in the middle of its call this way.
+  // One callback at a time; an empty one disarms.
+  void CallOn(HostOperation operation, std::uint64_t k, std::function<void()> callback);
   // Once `max` more operations have been made, every further one throws
   // CallLimitExceeded. 0 removes the limit.
   void LimitCalls(std::uint64_t max);
@@ -198,6 +204,9 @@ class HostMonitor {
   HostOperation failOperation_ = HostOperation::kCount;
   std::uint64_t failOperationAt_ = 0;  // absolute per-operation count that throws
   std::uint64_t limitTotal_ = 0;       // absolute call number after which all throw
+  HostOperation callOperation_ = HostOperation::kCount;
+  std::uint64_t callAt_ = 0;  // absolute per-operation count that calls back
+  std::function<void()> callback_;
   std::uint64_t creations_ = 0;
   std::uint64_t failCreationAt_ = 0;
   bool failCreationsAfter_ = false;

@@ -41,45 +41,25 @@ thread_local const Model* storeHolder = nullptr;
 
 }  // namespace
 
-// Holds the model's store exclusively for the scope, unless this thread
-// holds it already.
-class StoreWrite {
- public:
-  explicit StoreWrite(const Model& model) : model_(model), owns_(storeHolder != &model) {
-    if (!owns_) return;
-    model_.store_.lock();
-    storeHolder = &model_;
-  }
-  ~StoreWrite() {
-    if (!owns_) return;
-    storeHolder = nullptr;
-    model_.store_.unlock();
-  }
-  StoreWrite(const StoreWrite&) = delete;
-  StoreWrite& operator=(const StoreWrite&) = delete;
+StoreWrite::StoreWrite(const Model& model) : model_(model), owns_(storeHolder != &model) {
+  if (!owns_) return;
+  model_.store_.lock();
+  storeHolder = &model_;
+}
 
- private:
-  const Model& model_;
-  const bool owns_;
-};
+StoreWrite::~StoreWrite() {
+  if (!owns_) return;
+  storeHolder = nullptr;
+  model_.store_.unlock();
+}
 
-// Holds the model's store shared for the scope, unless this thread holds it
-// exclusively already.
-class StoreRead {
- public:
-  explicit StoreRead(const Model& model) : model_(model), owns_(storeHolder != &model) {
-    if (owns_) model_.store_.lock_shared();
-  }
-  ~StoreRead() {
-    if (owns_) model_.store_.unlock_shared();
-  }
-  StoreRead(const StoreRead&) = delete;
-  StoreRead& operator=(const StoreRead&) = delete;
+StoreRead::StoreRead(const Model& model) : model_(model), owns_(storeHolder != &model) {
+  if (owns_) model_.store_.lock_shared();
+}
 
- private:
-  const Model& model_;
-  const bool owns_;
-};
+StoreRead::~StoreRead() {
+  if (owns_) model_.store_.unlock_shared();
+}
 
 const std::vector<std::string>& PredefinedPaths() {
   static const std::vector<std::string> paths = [] {

@@ -28,6 +28,37 @@
 namespace qmemu {
 
 class Plugin;
+class Model;
+
+// Holds a model's store exclusively for the scope (see Model::store_): for
+// changes that entities other threads may come across (creating, attaching,
+// deleting, setting values and references). A thread that holds it already
+// goes ahead without locking again.
+class StoreWrite {
+ public:
+  explicit StoreWrite(const Model& model);
+  ~StoreWrite();
+  StoreWrite(const StoreWrite&) = delete;
+  StoreWrite& operator=(const StoreWrite&) = delete;
+
+ private:
+  const Model& model_;
+  const bool owns_;
+};
+
+// Holds a model's store shared for the scope: for lookups in its indexes.
+// A thread that holds it exclusively already goes ahead.
+class StoreRead {
+ public:
+  explicit StoreRead(const Model& model);
+  ~StoreRead();
+  StoreRead(const StoreRead&) = delete;
+  StoreRead& operator=(const StoreRead&) = delete;
+
+ private:
+  const Model& model_;
+  const bool owns_;
+};
 
 // The paths of the host's predefined entities that a model holds unless its
 // file omits them (the agent declarations are added separately).
@@ -120,12 +151,12 @@ class Model final : public qm::IVelModel {
   ModelAccess access_{messages_};
   std::map<std::string, std::map<std::string, std::string>> hostData_;
 
-  // Agents on several threads share the model (see docs/design.md): the
-  // indexes and holders above change under `store_` held exclusively and
-  // are read under it shared. ParseExpressionText and the discard of parse
-  // results hold it exclusively throughout, since they also build entities
-  // and change the referrers of the host's shared definitions. A thread
-  // that holds it takes it no second time (see Model.cpp).
+  // Agents on several threads share the model (see docs/design.md, "The
+  // host layer"): the indexes and holders above, and every entity that
+  // another thread may come across while it changes, change under `store_`
+  // held exclusively (StoreWrite) and are looked up under it shared
+  // (StoreRead). ParseExpressionText, the discard of parse results and the
+  // host's building of an SVG tree hold it exclusively throughout.
   mutable std::shared_mutex store_;
   friend class StoreWrite;
   friend class StoreRead;

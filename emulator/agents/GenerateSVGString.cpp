@@ -51,8 +51,13 @@ void GenerateSVGString(HostAgentCall& call) {
   Entity* diagram = call.context;
   if (diagram == nullptr || !diagram->isKindOf("Diagram")) return;
   Model& model = call.model;
-  Entity* root = BuildDiagramSvg(model, *diagram);
-  model.hostData()["GenerateSVGString"]["lastRoot"] = root->guid();
+  Entity* root = nullptr;
+  {
+    // Agents on other threads look entities up while the tree grows.
+    StoreWrite building(model);
+    root = BuildDiagramSvg(model, *diagram);
+    model.hostData()["GenerateSVGString"]["lastRoot"] = root->guid();
+  }
 
   qm::AgentParameter* hook = ParameterAt(call.parameters, 2);
   Entity* customization = nullptr;
