@@ -11,12 +11,6 @@
 namespace qmemu {
 namespace {
 
-// How calls of `agent` may overlap others; kHost for names not in the table.
-AgentConcurrency ConcurrencyOf(const std::string& agent) {
-  const AgentSpec* spec = FindAgentSpec(agent);
-  return spec == nullptr ? AgentConcurrency::kHost : spec->concurrency;
-}
-
 // "agent X did not finish within its budget (2 s, 5000 host operations) and
 // was stopped"; a limit that is off (0) is left out.
 std::string BudgetText(const std::string& agent, const CallLimits& limits) {
@@ -41,8 +35,16 @@ std::string CallResult::Answer(const std::string& agent) const {
 }
 
 CallResult CallService::Call(const CallRequest& request) {
+  const AgentSpec* spec = FindAgentSpec(request.agent);
+  if (reach_ == AgentReach::kPluginAgents && (spec == nullptr || !spec->plugin())) {
+    // Refused before any lock: a client's unknown name never waits for a call.
+    CallResult result;
+    result.outcome = Outcome::UnknownAgent("unknown agent '" + request.agent + "': no agent of the plug-in");
+    return result;
+  }
   try {
-    switch (ConcurrencyOf(request.agent)) {
+    // Names not in the table lock as host agents do: alone.
+    switch (spec == nullptr ? AgentConcurrency::kHost : spec->concurrency) {
       case AgentConcurrency::kIndependent: {
         std::shared_lock<std::shared_mutex> shared(lock_);
         return CallLocked(request);
@@ -66,11 +68,6 @@ CallResult CallService::Call(const CallRequest& request) {
 
 CallResult CallService::CallLocked(const CallRequest& request) {
   CallResult result;
-  const AgentSpec* spec = FindAgentSpec(request.agent);
-  if (reach_ == AgentReach::kPluginAgents && (spec == nullptr || !spec->plugin())) {
-    result.outcome = Outcome::UnknownAgent("unknown agent '" + request.agent + "': no agent of the plug-in");
-    return result;
-  }
   // The context and the agent are checked by Session::Run; the GUIDs handed
   // in parameters here, before anything runs.
   for (const std::string& guid : request.entities) {
