@@ -18,8 +18,8 @@ const char kPluginPackage[] = "@OrvServer@";
 
 }  // namespace
 
-const std::vector<AgentSpec>& AgentTable() {
-  static const std::vector<AgentSpec> table = {
+const std::vector<AgentEntry>& AgentTable() {
+  static const std::vector<AgentEntry> table = {
       // The plug-in's agents. Parameter 1 of the transformer is filled by
       // the page agent it hands its list to, which takes (page text,
       // interface, entity list), and then overwritten with the answer.
@@ -71,29 +71,29 @@ const std::vector<AgentSpec>& AgentTable() {
   return table;
 }
 
-std::string AgentSpec::name() const {
+std::string AgentEntry::name() const {
   std::string full(path);
   std::size_t at = full.rfind('@');
   return at == std::string::npos ? full : full.substr(at + 1);
 }
 
-std::size_t AgentSpec::PositionOf(ParameterRole role) const {
-  for (const AgentParameterSpec& p : parameters) {
+std::size_t AgentEntry::PositionOf(ParameterRole role) const {
+  for (const AgentParameterEntry& p : parameters) {
     if (p.role == role) return p.position;
   }
   return 0;
 }
 
-std::vector<FormalParameter> AgentSpec::Formals() const {
+std::vector<FormalParameter> AgentEntry::Formals() const {
   std::vector<FormalParameter> formals;
-  for (const AgentParameterSpec& p : parameters) formals.push_back({p.name, p.kind, p.role == ParameterRole::kOptional});
+  for (const AgentParameterEntry& p : parameters) formals.push_back({p.name, p.kind, p.role == ParameterRole::kOptional});
   return formals;
 }
 
-std::vector<std::string> AgentSpec::Texts(const std::vector<std::pair<std::string, std::string>>& inputs) const {
+std::vector<std::string> AgentEntry::Texts(const std::vector<std::pair<std::string, std::string>>& inputs) const {
   std::vector<std::string> texts;
   std::size_t count = 0;
-  for (const AgentParameterSpec& p : parameters) {
+  for (const AgentParameterEntry& p : parameters) {
     bool named = false;
     for (const auto& input : inputs) named = named || input.first == p.name;
     if (p.role != ParameterRole::kOptional || named) count = p.position;
@@ -113,10 +113,10 @@ std::string AgentPath(const std::string& agent) {
   return kPluginPackage + agent;
 }
 
-const AgentSpec* FindAgentSpec(const std::string& name) {
+const AgentEntry* FindAgentEntry(const std::string& name) {
   const std::string path = AgentPath(name);
-  for (const AgentSpec& spec : AgentTable()) {
-    if (path == spec.path) return &spec;
+  for (const AgentEntry& entry : AgentTable()) {
+    if (path == entry.path) return &entry;
   }
   return nullptr;
 }

@@ -27,7 +27,7 @@ enum class ParameterRole {
 
 // One formal parameter. Positions count from 1, as the agent convention
 // names them (first, second, third), and as ParameterAt reads them.
-struct AgentParameterSpec {
+struct AgentParameterEntry {
   std::size_t position;
   const char* name;
   ParamKind kind;
@@ -41,9 +41,9 @@ enum class AgentConcurrency {
   kHost,         // a host agent: runs inside the call that invoked it
 };
 
-struct AgentSpec {
+struct AgentEntry {
   const char* path;  // "@OrvServer@GetNativeLinkInformation", "@VELExtensionManagement@GetImageIndex"
-  std::vector<AgentParameterSpec> parameters;
+  std::vector<AgentParameterEntry> parameters;
   AgentConcurrency concurrency;
 
   // True for the plug-in's agents (path under "@OrvServer@", run from the
@@ -63,12 +63,12 @@ struct AgentSpec {
 };
 
 // Every agent, the plug-in's six first, in a fixed order.
-const std::vector<AgentSpec>& AgentTable();
+const std::vector<AgentEntry>& AgentTable();
 
 // The plug-in agent called `name` ("GetPropertyPageControls") or the agent
 // at path `name` ("@OrvServer@GetPropertyPageControls",
 // "@VELExtensionManagement@GetImageIndex"); null when there is none.
-const AgentSpec* FindAgentSpec(const std::string& name);
+const AgentEntry* FindAgentEntry(const std::string& name);
 
 // The declaration path of `agent`: itself when it starts with "@", else
 // "@OrvServer@" + agent.

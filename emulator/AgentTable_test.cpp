@@ -12,15 +12,15 @@ namespace qmemu {
 namespace {
 
 TEST(AgentTable, PositionsCountFromOneWithoutGaps) {
-  for (const AgentSpec& spec : AgentTable()) {
-    for (std::size_t i = 0; i < spec.parameters.size(); ++i) {
-      EXPECT_EQ(spec.parameters[i].position, i + 1) << spec.path;
+  for (const AgentEntry& entry : AgentTable()) {
+    for (std::size_t i = 0; i < entry.parameters.size(); ++i) {
+      EXPECT_EQ(entry.parameters[i].position, i + 1) << entry.path;
     }
     // Optional parameters only at the end, as validation counts them.
     bool optional = false;
-    for (const AgentParameterSpec& p : spec.parameters) {
+    for (const AgentParameterEntry& p : entry.parameters) {
       if (optional) {
-        EXPECT_EQ(p.role, ParameterRole::kOptional) << spec.path << " " << p.name;
+        EXPECT_EQ(p.role, ParameterRole::kOptional) << entry.path << " " << p.name;
       }
       optional = optional || p.role == ParameterRole::kOptional;
     }
@@ -41,32 +41,32 @@ TEST(AgentTable, RolesOfThePluginAgents) {
       {"GenerateSVGWithAnnotationsCustomizationAgent", 0, 0, AgentConcurrency::kSvg},
   };
   std::size_t plugin = 0;
-  for (const AgentSpec& spec : AgentTable()) plugin += spec.plugin();
+  for (const AgentEntry& entry : AgentTable()) plugin += entry.plugin();
   EXPECT_EQ(plugin, sizeof rows / sizeof rows[0]);
   for (const auto& row : rows) {
-    const AgentSpec* spec = FindAgentSpec(row.agent);
-    ASSERT_NE(spec, nullptr) << row.agent;
-    EXPECT_EQ(spec->path, std::string("@OrvServer@") + row.agent);
-    EXPECT_EQ(spec->name(), row.agent);
-    EXPECT_EQ(FindAgentSpec(spec->path), spec);
-    EXPECT_EQ(spec->PositionOf(ParameterRole::kAnswer), row.answer) << row.agent;
-    EXPECT_EQ(spec->PositionOf(ParameterRole::kError), row.error) << row.agent;
-    EXPECT_EQ(spec->concurrency, row.concurrency) << row.agent;
+    const AgentEntry* entry = FindAgentEntry(row.agent);
+    ASSERT_NE(entry, nullptr) << row.agent;
+    EXPECT_EQ(entry->path, std::string("@OrvServer@") + row.agent);
+    EXPECT_EQ(entry->name(), row.agent);
+    EXPECT_EQ(FindAgentEntry(entry->path), entry);
+    EXPECT_EQ(entry->PositionOf(ParameterRole::kAnswer), row.answer) << row.agent;
+    EXPECT_EQ(entry->PositionOf(ParameterRole::kError), row.error) << row.agent;
+    EXPECT_EQ(entry->concurrency, row.concurrency) << row.agent;
   }
-  EXPECT_EQ(FindAgentSpec("NoSuchAgent"), nullptr);
-  EXPECT_EQ(FindAgentSpec(""), nullptr);
+  EXPECT_EQ(FindAgentEntry("NoSuchAgent"), nullptr);
+  EXPECT_EQ(FindAgentEntry(""), nullptr);
 }
 
 TEST(AgentTable, EveryHostAgentHasARowAndEveryHostRowABody) {
   for (const HostAgentInfo& info : HostAgents()) {
-    const AgentSpec* spec = FindAgentSpec(info.path);
+    const AgentEntry* entry = FindAgentEntry(info.path);
     if (info.path.rfind("@Test", 0) == 0) continue;  // agents of other tests
-    ASSERT_NE(spec, nullptr) << info.path;
-    EXPECT_FALSE(spec->plugin()) << info.path;
+    ASSERT_NE(entry, nullptr) << info.path;
+    EXPECT_FALSE(entry->plugin()) << info.path;
   }
-  for (const AgentSpec& spec : AgentTable()) {
-    if (!spec.plugin()) {
-      EXPECT_NE(FindHostAgent(spec.path), nullptr) << spec.path;
+  for (const AgentEntry& entry : AgentTable()) {
+    if (!entry.plugin()) {
+      EXPECT_NE(FindHostAgent(entry.path), nullptr) << entry.path;
     }
   }
 }
@@ -76,16 +76,16 @@ TEST(AgentTable, EveryHostAgentHasARowAndEveryHostRowABody) {
 TEST(AgentTable, DeclarationsInTheModelMatchTheTable) {
   Model model;
   model.addPredefined();
-  for (const AgentSpec& spec : AgentTable()) {
-    Entity* declaration = model.find(spec.path);
-    ASSERT_NE(declaration, nullptr) << spec.path;
+  for (const AgentEntry& entry : AgentTable()) {
+    Entity* declaration = model.find(entry.path);
+    ASSERT_NE(declaration, nullptr) << entry.path;
     EXPECT_EQ(declaration->meta(), "AgentDeclaration");
     const std::vector<Entity*>& formals = declaration->list("Parameter");
-    ASSERT_EQ(formals.size(), spec.parameters.size()) << spec.path;
+    ASSERT_EQ(formals.size(), entry.parameters.size()) << entry.path;
     for (std::size_t i = 0; i < formals.size(); ++i) {
-      const AgentParameterSpec& p = spec.parameters[i];
-      EXPECT_EQ(formals[i]->name(), p.name) << spec.path;
-      EXPECT_EQ(formals[i]->value("Kind"), ParamKindName(p.kind)) << spec.path << " " << p.name;
+      const AgentParameterEntry& p = entry.parameters[i];
+      EXPECT_EQ(formals[i]->name(), p.name) << entry.path;
+      EXPECT_EQ(formals[i]->value("Kind"), ParamKindName(p.kind)) << entry.path << " " << p.name;
       EXPECT_EQ(formals[i]->value("Optional"), p.role == ParameterRole::kOptional ? "true" : "false");
     }
   }
@@ -105,7 +105,7 @@ TEST(AgentTable, TextsOfACallByParameterName) {
       {"GenerateSVGWithAnnotations", {{"clientJson", "{}"}, {"refresh", "t"}}, {"{}", "", "t"}},
       {"GenerateSVGWithAnnotations", {{"clientJson", "{}"}, {"nothing", "t"}}, {"{}", ""}},
   };
-  for (const auto& row : rows) EXPECT_EQ(FindAgentSpec(row.agent)->Texts(row.inputs), row.texts) << row.agent;
+  for (const auto& row : rows) EXPECT_EQ(FindAgentEntry(row.agent)->Texts(row.inputs), row.texts) << row.agent;
 }
 
 TEST(AgentTable, AgentPathPutsNamesUnderThePluginPackage) {

@@ -29,14 +29,14 @@ std::string BudgetText(const std::string& agent, const CallLimits& limits) {
 }  // namespace
 
 std::string CallResult::Answer(const std::string& agent) const {
-  const AgentSpec* spec = FindAgentSpec(agent);
-  const std::size_t position = spec == nullptr ? 0 : spec->PositionOf(ParameterRole::kAnswer);
+  const AgentEntry* entry = FindAgentEntry(agent);
+  const std::size_t position = entry == nullptr ? 0 : entry->PositionOf(ParameterRole::kAnswer);
   return position == 0 || position > run.parameters.size() ? std::string() : run.parameters[position - 1];
 }
 
 CallResult CallService::Call(const CallRequest& request) {
-  const AgentSpec* spec = FindAgentSpec(request.agent);
-  if (reach_ == AgentReach::kPluginAgents && (spec == nullptr || !spec->plugin())) {
+  const AgentEntry* entry = FindAgentEntry(request.agent);
+  if (reach_ == AgentReach::kPluginAgents && (entry == nullptr || !entry->plugin())) {
     // Refused before any lock: a client's unknown name never waits for a call.
     CallResult result;
     result.outcome = Outcome::UnknownAgent("unknown agent '" + request.agent + "': no agent of the plug-in");
@@ -44,7 +44,7 @@ CallResult CallService::Call(const CallRequest& request) {
   }
   try {
     // Names not in the table lock as host agents do: alone.
-    switch (spec == nullptr ? AgentConcurrency::kHost : spec->concurrency) {
+    switch (entry == nullptr ? AgentConcurrency::kHost : entry->concurrency) {
       case AgentConcurrency::kIndependent: {
         std::shared_lock<std::shared_mutex> shared(lock_);
         return CallLocked(request);

@@ -22,8 +22,8 @@ const HostAgentInfo* FindHostAgent(const std::string& path) {
 }
 
 HostAgentRegistration::HostAgentRegistration(std::string path, HostAgentBody body) {
-  const AgentSpec* spec = FindAgentSpec(path);
-  Registry().push_back({std::move(path), spec == nullptr ? std::vector<FormalParameter>() : spec->Formals(), body});
+  const AgentEntry* entry = FindAgentEntry(path);
+  Registry().push_back({std::move(path), entry == nullptr ? std::vector<FormalParameter>() : entry->Formals(), body});
 }
 
 HostAgentRegistration::HostAgentRegistration(std::string path, std::vector<FormalParameter> formals,

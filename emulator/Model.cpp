@@ -170,9 +170,9 @@ void Model::addPredefined(const std::set<std::string>& omit) {
   for (const HostAgentInfo& info : HostAgents()) {
     if (omit.count(info.path) == 0) declareAgent(info.path, info.formals);
   }
-  for (const AgentSpec& spec : AgentTable()) {
-    if (!spec.plugin() || omit.count(spec.path) != 0 || find(spec.path) != nullptr) continue;
-    declareAgent(spec.path, spec.Formals());
+  for (const AgentEntry& entry : AgentTable()) {
+    if (!entry.plugin() || omit.count(entry.path) != 0 || find(entry.path) != nullptr) continue;
+    declareAgent(entry.path, entry.Formals());
   }
 }
 

@@ -282,7 +282,7 @@ std::string Join(const std::vector<std::string>& words) {
 std::set<std::string> OmittablePaths() {
   std::set<std::string> paths(PredefinedPaths().begin(), PredefinedPaths().end());
   for (const HostAgentInfo& info : HostAgents()) paths.insert(info.path);
-  for (const AgentSpec& spec : AgentTable()) paths.insert(spec.path);
+  for (const AgentEntry& entry : AgentTable()) paths.insert(entry.path);
   return paths;
 }
 

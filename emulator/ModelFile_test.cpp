@@ -71,7 +71,7 @@ TEST_F(ModelFileTest, MinimalFileGivesRootModelAndPredefinedLibrary) {
   EXPECT_EQ(model->root().guid(), "model-root");
   EXPECT_EQ(model->root().meta(), "Model");
   for (const std::string& path : PredefinedPaths()) EXPECT_NE(model->FindEntity(path), nullptr) << path;
-  for (const AgentSpec& agent : AgentTable()) EXPECT_NE(model->FindEntity(agent.path), nullptr) << agent.path;
+  for (const AgentEntry& agent : AgentTable()) EXPECT_NE(model->FindEntity(agent.path), nullptr) << agent.path;
   for (const HostAgentInfo& agent : HostAgents()) EXPECT_NE(model->FindEntity(agent.path), nullptr) << agent.path;
 }
 

@@ -17,8 +17,8 @@ std::string EscapedText(const std::string& agent, const std::string& what) {
 // The outcome of a call that ran to its end, from what it left behind.
 Outcome Classify(const std::string& agent, const std::vector<std::string>& texts, const AgentRun& run) {
   if (!run.messages.empty()) return Outcome::Refused("the host refused the parameters of " + agent, run.messages);
-  const AgentSpec* spec = FindAgentSpec(agent);
-  const std::size_t position = spec == nullptr ? 0 : spec->PositionOf(ParameterRole::kError);
+  const AgentEntry* entry = FindAgentEntry(agent);
+  const std::size_t position = entry == nullptr ? 0 : entry->PositionOf(ParameterRole::kError);
   if (position == 0 || position > run.parameters.size()) return Outcome::Answered();
   // A text the caller put there itself is no message of the agent's.
   const std::string& written = run.parameters[position - 1];

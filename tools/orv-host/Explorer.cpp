@@ -47,7 +47,7 @@ class Walk {
   bool Expand(const std::string& guid, const std::string& metaguid, int depth, qmemu::Outcome& failure) {
     qmemu::CallRequest call;
     call.agent = kAgent;
-    call.parameters = qmemu::FindAgentSpec(kAgent)->Texts({{"parentGuid", guid}, {"parentMetaGuid", metaguid}});
+    call.parameters = qmemu::FindAgentEntry(kAgent)->Texts({{"parentGuid", guid}, {"parentMetaGuid", metaguid}});
     qmemu::CallResult result = agents_.Call(call);
     const std::string indent(2 * static_cast<std::size_t>(depth), ' ');
     if (result.outcome.IsAgentError()) {

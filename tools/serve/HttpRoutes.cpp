@@ -27,8 +27,8 @@ using qmemu::CallService;
 CallRequest Request(const char* agent, const std::vector<std::pair<std::string, std::string>>& inputs) {
   CallRequest call;
   call.agent = agent;
-  const qmemu::AgentSpec* spec = qmemu::FindAgentSpec(agent);
-  if (spec != nullptr) call.parameters = spec->Texts(inputs);
+  const qmemu::AgentEntry* entry = qmemu::FindAgentEntry(agent);
+  if (entry != nullptr) call.parameters = entry->Texts(inputs);
   return call;
 }
 
