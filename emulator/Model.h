@@ -10,10 +10,13 @@
 #ifndef EMULATOR_MODEL_H_
 #define EMULATOR_MODEL_H_
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <set>
+#include <shared_mutex>
 #include <string>
+#include <thread>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -29,6 +32,37 @@
 namespace qmemu {
 
 class Plugin;
+class Model;
+
+// Holds a model's store exclusively for the scope (see Model::store_): for
+// changes that entities other threads may come across (creating, attaching,
+// deleting, setting values and references). A thread that holds it already
+// goes ahead without locking again.
+class StoreWrite {
+ public:
+  explicit StoreWrite(const Model& model);
+  ~StoreWrite();
+  StoreWrite(const StoreWrite&) = delete;
+  StoreWrite& operator=(const StoreWrite&) = delete;
+
+ private:
+  const Model& model_;
+  const bool owns_;
+};
+
+// Holds a model's store shared for the scope: for lookups in its indexes.
+// A thread that holds it exclusively already goes ahead.
+class StoreRead {
+ public:
+  explicit StoreRead(const Model& model);
+  ~StoreRead();
+  StoreRead(const StoreRead&) = delete;
+  StoreRead& operator=(const StoreRead&) = delete;
+
+ private:
+  const Model& model_;
+  const bool owns_;
+};
 
 // The paths of the host's predefined entities that a model holds unless its
 // file omits them (the agent declarations are added separately).
@@ -81,6 +115,9 @@ class Model final : public qm::IVelModel {
   // attached or destroyed meanwhile are left alone. Returns how many it
   // destroyed.
   std::size_t discardParsedExpressions();
+  // The same for the expressions listed in `parsed` (one call's, see
+  // CallScope.h); clears `parsed`.
+  std::size_t discardParsedExpressions(std::vector<const Entity*>& parsed);
   // Every entity of the model, the predefined library first, in creation order.
   std::vector<Entity*> entities() const;
   // How many entities the model holds (attached or not).
@@ -112,8 +149,10 @@ class Model final : public qm::IVelModel {
   // The plug-in whose exported agents "@OrvServer@..." declarations run.
   void setPlugin(const Plugin* plugin) { plugin_ = plugin; }
   const Plugin* plugin() const { return plugin_; }
-  MessageList& messages() { return messages_; }
-  ModelAccess& access() { return access_; }
+  // The message list and access object of the call running on this thread
+  // (see CallScope.h), else the model's own.
+  MessageList& messages();
+  ModelAccess& access();
 
   // Host data that the model file gives to host agents, by name (for
   // instance icon indexes per meta class).
@@ -144,7 +183,8 @@ class Model final : public qm::IVelModel {
   std::size_t orderHoles_ = 0;
   // See handOver().
   void settleHandedOver();
-  int pluginDepth_ = 0;  // plug-in agent calls in progress (nested through host agents)
+  // The thread whose plug-in call created or handed over entities to settle.
+  std::atomic<std::thread::id> settlingThread_{};
   std::vector<Entity*> handedOver_;
   std::unordered_set<Entity*> createdInCall_;  // by CreateEntity during a plug-in call; living ones only
   bool writerFound_ = false;
@@ -154,6 +194,16 @@ class Model final : public qm::IVelModel {
   MessageList messages_;
   ModelAccess access_{messages_};
   std::map<std::string, std::map<std::string, std::string>> hostData_;
+
+  // Agents on several threads share the model (see docs/design.md, "The
+  // host layer"): the indexes and holders above, and every entity that
+  // another thread may come across while it changes, change under `store_`
+  // held exclusively (StoreWrite) and are looked up under it shared
+  // (StoreRead). ParseExpressionText, the discard of parse results and the
+  // host's building of an SVG tree hold it exclusively throughout.
+  mutable std::shared_mutex store_;
+  friend class StoreWrite;
+  friend class StoreRead;
 };
 
 // The host's expression parser behind Model::ParseExpressionText (grammar in
