@@ -397,7 +397,7 @@ TEST_F(TransformAgentTest, SameAnswerOnEveryStack) {
       ASSERT_TRUE(orvtest::RunOnStack(stack, [&] {
         TransformControlInfoToJason(nullptr, nullptr, context, &model->access(), parameters);
       })) << stack.name;
-      EXPECT_TRUE(TextAt(parameters, 0) == row.answer) << stack.name << ": page of " << row.page.size() << " bytes";
+      EXPECT_TRUE(TextAt(parameters, 1) == row.answer) << stack.name << ": page of " << row.page.size() << " bytes";
     }
   }
 }
@@ -422,7 +422,7 @@ TEST_F(TransformAgentTest, EveryAllocationFailureLeavesAnAllowedAnswer) {
         }
       },
       [&](long failedAt) {
-        const std::string text = TextAt(*parameters, 0);
+        const std::string text = TextAt(*parameters, 1);
         if (failedAt == 0) {
           EXPECT_EQ(entityList, text);
         } else {

@@ -64,7 +64,7 @@ Answer PropertyPage(const std::string& page) {
   qm::AgentParameters parameters;
   parameters.push_back(qm::AgentParameter::Create("before", qm::_String));
   TransformControlInfoToJason(nullptr, nullptr, model->FindEntity("E"), &model->access(), parameters);
-  return qmemu::TextAt(parameters, 0);
+  return qmemu::TextAt(parameters, 1);
 }
 
 // The explorer's answer for FOLDERS in the shared model-view model.
