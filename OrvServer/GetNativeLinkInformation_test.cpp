@@ -113,7 +113,7 @@ TEST_F(GetNativeLinkInformationTest, AFaultAtAnyHostOperationLeavesTheOutputUnto
       [&] { GetNativeLinkInformation(nullptr, nullptr, model->root().asEntity(), nullptr, *parameters); },
       [&](std::uint64_t failedAt) {
         // Without a fault the call completes as before.
-        EXPECT_EQ(qmemu::TextAt(*parameters, 1), failedAt == 0 ? full : std::string(kUntouched))
+        EXPECT_EQ(qmemu::TextAt(*parameters, 2), failedAt == 0 ? full : std::string(kUntouched))
             << "fault at host operation " << failedAt;
       },
       sweep);

@@ -68,8 +68,8 @@ class AttributeGraphHost::Model final : public qm::IVelModel {
   qm::Status InvokeAgent(qm::IVelEntity* agent, qm::IVelEntity* context, qm::AgentParameters& parameters) override {
     if (agent != &agent_ || context == nullptr) return 1;
     ++childrenCalls;
-    qm::AgentParameter* children = qmemu::ParameterAt(parameters, 0);
-    qm::AgentParameter* definitions = qmemu::ParameterAt(parameters, 2);
+    qm::AgentParameter* children = qmemu::ParameterAt(parameters, 1);
+    qm::AgentParameter* definitions = qmemu::ParameterAt(parameters, 3);
     if (children == nullptr || definitions == nullptr) return 1;
     qm::EntityList* childList = qmemu::ParameterValue::Of(*children).list;
     qm::EntityList* definitionList = qmemu::ParameterValue::Of(*definitions).list;
