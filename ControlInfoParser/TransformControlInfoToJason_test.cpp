@@ -64,7 +64,7 @@ class TransformAgentTest : public ::testing::Test {
     qm::AgentParameters parameters;
     parameters.push_back(qm::AgentParameter::Create("before", qm::_String));
     TransformControlInfoToJason(nullptr, nullptr, model->FindEntity("E"), &model->access(), parameters);
-    return TextAt(parameters, 0);
+    return TextAt(parameters, 1);
   }
 
   std::unique_ptr<qmemu::Model> model;
@@ -225,7 +225,7 @@ TEST_F(TransformAgentTest, WithoutContextNothingHappens) {
   parameters.push_back(qm::AgentParameter::Create("before", qm::_String));
   HostMonitor::Instance().SetLogging(true);
   TransformControlInfoToJason(nullptr, nullptr, nullptr, &model->access(), parameters);
-  EXPECT_EQ(TextAt(parameters, 0), "before");
+  EXPECT_EQ(TextAt(parameters, 1), "before");
   EXPECT_TRUE(HostMonitor::Instance().Log().empty());
 }
 
@@ -235,7 +235,7 @@ TEST_F(TransformAgentTest, AContextWithoutModelEndsTheCall) {
   parameters.push_back(qm::AgentParameter::Create("before", qm::_String));
   HostMonitor::Instance().SetLogging(true);
   TransformControlInfoToJason(nullptr, nullptr, &context, nullptr, parameters);
-  EXPECT_EQ(TextAt(parameters, 0), "before");
+  EXPECT_EQ(TextAt(parameters, 1), "before");
   EXPECT_EQ(context.getModelCalls, 1);
   EXPECT_TRUE(HostMonitor::Instance().Log().empty());
 }
@@ -248,7 +248,7 @@ TEST_F(TransformAgentTest, WithoutThePageAgentTheParameterIsUntouched) {
   HostMonitor::Instance().Reset();
   HostMonitor::Instance().SetLogging(true);
   TransformControlInfoToJason(nullptr, nullptr, context, &model->access(), parameters);
-  EXPECT_EQ(TextAt(parameters, 0), "before");
+  EXPECT_EQ(TextAt(parameters, 1), "before");
   EXPECT_EQ(HostMonitor::Instance().Log(),
             (std::vector<std::string>{"GetModel", std::string("FindEntity(") + kPageAgent + ")"}));
 }
@@ -273,7 +273,7 @@ TEST_F(TransformAgentTest, ASuccessfulCallReadsOnceAndWritesOnceAtTheEnd) {
   HostMonitor::Instance().Reset();
   HostMonitor::Instance().SetLogging(true);
   TransformControlInfoToJason(nullptr, nullptr, context, nullptr, parameters);
-  EXPECT_EQ(TextAt(parameters, 0), Lines({"[ ", "]"}));
+  EXPECT_EQ(TextAt(parameters, 1), Lines({"[ ", "]"}));
   EXPECT_EQ(HostMonitor::Instance().Log(),
             (std::vector<std::string>{"GetModel", std::string("FindEntity(") + kPageAgent + ")",
                                       std::string("InvokeAgent(") + kPageAgent + ")", "AgentParameter::GetString",
@@ -290,7 +290,7 @@ TEST_F(TransformAgentTest, HandsOnTheCallersOwnListUnchanged) {
   const std::vector<qm::AgentParameter*> before(parameters.begin(), parameters.end());
   TransformControlInfoToJason(nullptr, nullptr, model->FindEntity("E"), nullptr, parameters);
   EXPECT_EQ(std::vector<qm::AgentParameter*>(parameters.begin(), parameters.end()), before);
-  EXPECT_EQ(TextAt(parameters, 0), Lines({"[ ", "]"}));
+  EXPECT_EQ(TextAt(parameters, 1), Lines({"[ ", "]"}));
   EXPECT_EQ(qmemu::ParameterValue::Of(*before[1]).kind, qmemu::ParamKind::Interface);
   EXPECT_EQ(qmemu::ParameterValue::Of(*before[1]).unknown, model->FindEntity("E"));
   EXPECT_EQ(qmemu::ParameterValue::Of(*before[2]).list, &entities);
@@ -326,12 +326,12 @@ TEST_F(TransformAgentTest, AFaultInAnyHostOperationLeavesTheFirstParameterAsItWa
     EXPECT_NO_THROW(TransformControlInfoToJason(nullptr, nullptr, context, nullptr, parameters));
     const bool faulted = HostMonitor::Instance().Count() >= n;
     if (!faulted) {
-      EXPECT_EQ(TextAt(parameters, 0), answer);
+      EXPECT_EQ(TextAt(parameters, 1), answer);
       EXPECT_EQ(n, expected.size() + 1);
       break;
     }
     ASSERT_LE(n, expected.size());
-    EXPECT_EQ(TextAt(parameters, 0), expected[n - 1]) << "fault at operation " << n;
+    EXPECT_EQ(TextAt(parameters, 1), expected[n - 1]) << "fault at operation " << n;
   }
 }
 

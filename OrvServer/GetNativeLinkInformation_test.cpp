@@ -57,7 +57,7 @@ class GetNativeLinkInformationTest : public ::testing::Test {
     HostMonitor::Instance().Reset();
     GetNativeLinkInformation(nullptr, nullptr, withContext ? model->root().asEntity() : nullptr, nullptr, parameters);
     std::vector<std::string> after;
-    for (std::size_t i = 0; i < texts.size(); ++i) after.push_back(qmemu::TextAt(parameters, i));
+    for (std::size_t i = 0; i < texts.size(); ++i) after.push_back(qmemu::TextAt(parameters, i + 1));
     return after;
   }
 
@@ -127,7 +127,7 @@ TEST_F(GetNativeLinkInformationTest, CallLimitEndsTheAgentQuietly) {
   HostMonitor::Instance().LimitCalls(10);
   GetNativeLinkInformation(nullptr, nullptr, model->root().asEntity(), nullptr, parameters);
   HostMonitor::Instance().LimitCalls(0);
-  EXPECT_EQ(qmemu::TextAt(parameters, 1), kUntouched);
+  EXPECT_EQ(qmemu::TextAt(parameters, 2), kUntouched);
 }
 
 }  // namespace

@@ -71,7 +71,7 @@ class PageControlsTest : public ::testing::Test {
     parameters.push_back(Text("error before"));
     qm::IVelEntity* context = withContext ? model->root().asEntity() : nullptr;
     GetPropertyPageControls(nullptr, nullptr, context, access, parameters);
-    return {TextAt(parameters, 0), TextAt(parameters, 1), TextAt(parameters, 2)};
+    return {TextAt(parameters, 1), TextAt(parameters, 2), TextAt(parameters, 3)};
   }
   Result Call(const std::string& guid) { return Call(guid, &model->access()); }
 
@@ -278,8 +278,8 @@ TEST_F(PageControlsTest, AContextWithoutModelWritesNothing) {
   HostMonitor::Instance().Reset();
   HostMonitor::Instance().SetLogging(true);
   GetPropertyPageControls(nullptr, nullptr, &context, &model->access(), parameters);
-  EXPECT_EQ(TextAt(parameters, 1), "json before");
-  EXPECT_EQ(TextAt(parameters, 2), "error before");
+  EXPECT_EQ(TextAt(parameters, 2), "json before");
+  EXPECT_EQ(TextAt(parameters, 3), "error before");
   EXPECT_EQ(context.getModelCalls, 1);
   EXPECT_EQ(HostMonitor::Instance().Log(),
             (std::vector<std::string>{"QueryInterface(ModelAccess)", "GetMessageList"}));
@@ -291,7 +291,7 @@ TEST_F(PageControlsTest, RefusedParametersWriteNothingAndTheHostSaysWhy) {
   two.push_back(qm::AgentParameter::Create("E", qm::_String));
   two.push_back(qm::AgentParameter::Create("json before", qm::_String));
   GetPropertyPageControls(nullptr, nullptr, model->root().asEntity(), &model->access(), two);
-  EXPECT_EQ(TextAt(two, 1), "json before");
+  EXPECT_EQ(TextAt(two, 2), "json before");
   ASSERT_EQ(model->messages().Messages().size(), 1u);
   EXPECT_EQ(model->messages().Messages()[0], "@OrvServer@GetPropertyPageControls: expected 3 parameters, got 2");
 
@@ -300,7 +300,7 @@ TEST_F(PageControlsTest, RefusedParametersWriteNothingAndTheHostSaysWhy) {
   wrongKind.push_back(qm::AgentParameter::Create(1L, qm::_Integer));
   wrongKind.push_back(qm::AgentParameter::Create("error before", qm::_String));
   GetPropertyPageControls(nullptr, nullptr, model->root().asEntity(), &model->access(), wrongKind);
-  EXPECT_EQ(TextAt(wrongKind, 2), "error before");
+  EXPECT_EQ(TextAt(wrongKind, 3), "error before");
   EXPECT_EQ(model->messages().Messages().size(), 2u);
 }
 

@@ -72,7 +72,7 @@ std::size_t Expand(Model& model, const std::string& parent) {
     parameters.push_back(p);
   }
   GetModelViewChildNodes(nullptr, nullptr, model.root().asEntity(), &model.access(), parameters);
-  return qmemu::TextAt(parameters, 2).size();
+  return qmemu::TextAt(parameters, 3).size();
 }
 
 void Report(benchmark::State& state, double children) {

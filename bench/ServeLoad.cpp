@@ -1,9 +1,12 @@
 // Load run of `orv-host serve` on the example model: starts the server,
 // settles it with 10,000 requests, measures its resident memory around two
 // more rounds of 10,000, then
-// runs 8 concurrent keep-alive clients for 10 s on a mix of explorer,
-// links, page and diagram requests, and prints a Markdown table of
-// requests per second, p50/p99 latency per route and errors.
+// runs 1 keep-alive client and then 8 concurrent ones for 10 s each on a
+// mix of explorer, links, page and diagram requests, and prints a Markdown
+// table per run of requests per second, p50/p99 latency per route and
+// errors, and the throughput of 8 clients over that of 1 (the host runs
+// independent agent calls side by side; the target is at least 1.6 on two
+// cores).
 //
 //   build/bench/bin/ServeLoad [--clients N] [--seconds S] [--requests N]
 //
@@ -156,26 +159,40 @@ int main(int argc, char** argv) {
   Tally again = Run(port, clients, (requests + clients - 1) / clients, 600);
   const long afterAgain = ResidentKiB(pid);
 
-  Clock::time_point start = Clock::now();
-  Tally timed = Run(port, clients, 1L << 40, seconds);
-  const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+  auto timedRun = [&](int n, double& elapsed) {
+    Clock::time_point start = Clock::now();
+    Tally tally = Run(port, n, 1L << 40, seconds);
+    elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+    return tally;
+  };
+  double singleElapsed = 0, elapsed = 0;
+  Tally single = timedRun(1, singleElapsed);
+  Tally timed = timedRun(clients, elapsed);
   const long afterTimed = ResidentKiB(pid);
 
   server.Signal(SIGTERM);
   const int status = server.WaitForExit(30);
 
-  std::printf("%d clients, %.1f s: %ld requests, %.0f requests/s, %ld errors\n\n", clients, elapsed,
-              timed.requests, static_cast<double>(timed.requests) / elapsed, timed.errors);
-  std::printf("| route | requests | p50 ms | p99 ms |\n|---|---:|---:|---:|\n");
-  for (const char* route : {"explorer", "links", "page", "diagram"}) {
-    const std::vector<double>& ms = timed.milliseconds[route];
-    std::printf("| %s | %zu | %.2f | %.2f |\n", route, ms.size(), Percentile(ms, 50), Percentile(ms, 99));
-  }
+  auto table = [&](int n, double seconds, Tally& tally) {
+    std::printf("%d client%s, %.1f s: %ld requests, %.0f requests/s, %ld errors\n\n", n, n == 1 ? "" : "s", seconds,
+                tally.requests, static_cast<double>(tally.requests) / seconds, tally.errors);
+    std::printf("| route | requests | p50 ms | p99 ms |\n|---|---:|---:|---:|\n");
+    for (const char* route : {"explorer", "links", "page", "diagram"}) {
+      const std::vector<double>& ms = tally.milliseconds[route];
+      std::printf("| %s | %zu | %.2f | %.2f |\n", route, ms.size(), Percentile(ms, 50), Percentile(ms, 99));
+    }
+    std::printf("\n");
+  };
+  table(1, singleElapsed, single);
+  table(clients, elapsed, timed);
+  const double singleRate = static_cast<double>(single.requests) / singleElapsed;
+  const double rate = static_cast<double>(timed.requests) / elapsed;
+  std::printf("throughput of %d clients over 1 client: %.2f\n", clients, singleRate > 0 ? rate / singleRate : 0.0);
   std::printf("\nresident memory: %ld KiB after settling (%ld requests), %ld KiB after %ld more (%+ld KiB), "
               "%ld KiB after %ld more (%+ld KiB), %ld KiB after the timed run (%+ld KiB)\n",
               before, warm.requests, after, counted.requests, after - before, afterAgain, again.requests,
               afterAgain - after, afterTimed, afterTimed - afterAgain);
-  const long errors = warm.errors + counted.errors + again.errors + timed.errors;
+  const long errors = warm.errors + counted.errors + again.errors + single.errors + timed.errors;
   std::printf("errors: %ld in all; server exit status %d\n", errors, status);
   return errors == 0 && status == 0 ? 0 : 1;
 }

@@ -5,7 +5,7 @@
 namespace qmemu {
 
 qm::Status MessageList::QueryInterface(const qm::InterfaceId& id, void** object) {
-  HostMonitor::Instance().Enter("QueryInterface", "IVelMessageList");
+  HostMonitor::Instance().Enter(HostOperation::kQueryInterface, "IVelMessageList");
   if (id == qm::IVelMessageList::guid || id == qm::IUnknown::guid) {
     *object = static_cast<qm::IVelMessageList*>(this);
     return 0;
@@ -14,7 +14,7 @@ qm::Status MessageList::QueryInterface(const qm::InterfaceId& id, void** object)
 }
 
 qm::Status ModelAccess::QueryInterface(const qm::InterfaceId& id, void** object) {
-  HostMonitor::Instance().Enter("QueryInterface", "ModelAccess");
+  HostMonitor::Instance().Enter(HostOperation::kQueryInterface, "ModelAccess");
   if (!answersAccess_) return 1;
   if (id == qm::IVelModelAccess::guid || id == qm::IUnknown::guid) {
     *object = static_cast<qm::IVelModelAccess*>(this);
@@ -24,7 +24,7 @@ qm::Status ModelAccess::QueryInterface(const qm::InterfaceId& id, void** object)
 }
 
 qm::IVelMessageList* ModelAccess::GetMessageList() {
-  HostMonitor::Instance().Enter("GetMessageList");
+  HostMonitor::Instance().Enter(HostOperation::kGetMessageList);
   return &messages_;
 }
 

@@ -87,7 +87,7 @@ Entity* Entity::From(qm::IUnknown* object) { return object == nullptr ? nullptr 
 // ---- host operations ----
 
 qm::Status Entity::QueryInterface(const qm::InterfaceId& id, void** object) {
-  HostMonitor::Instance().Enter("QueryInterface", InterfaceName(id));
+  HostMonitor::Instance().Enter(HostOperation::kQueryInterface, InterfaceName(id));
   if (id == qm::IVelEntity::guid || id == qm::IUnknown::guid) {
     *object = static_cast<qm::IVelEntity*>(this);
     return 0;
@@ -100,42 +100,42 @@ qm::Status Entity::QueryInterface(const qm::InterfaceId& id, void** object) {
 }
 
 qm::Status Entity::GetValue(const std::string& name, std::string& value, int flag) {
-  HostMonitor::Instance().Enter("GetValue", name, flag);
+  HostMonitor::Instance().Enter(HostOperation::kGetValue, name, flag);
   value = this->value(name);
   return 0;
 }
 
 qm::IVelEntity* Entity::GetReferencedEntity(const std::string& name, int flag) {
-  HostMonitor::Instance().Enter("GetReferencedEntity", name, flag);
+  HostMonitor::Instance().Enter(HostOperation::kGetReferencedEntity, name, flag);
   Entity* target = reference(name);
   return target == nullptr ? nullptr : target->asEntity();
 }
 
 qm::Status Entity::GetEntities(const std::string& name, qm::EntityList& entities) {
-  HostMonitor::Instance().Enter("GetEntities", name);
+  HostMonitor::Instance().Enter(HostOperation::kGetEntities, name);
   for (Entity* e : list(name)) entities.push_back(e->asEntity());
   return 0;
 }
 
 qm::IVelEntity* Entity::GetEntity(const std::string& name, int flag) {
-  HostMonitor::Instance().Enter("GetEntity", name, flag);
+  HostMonitor::Instance().Enter(HostOperation::kGetEntity, name, flag);
   Entity* target = reference(name);
   return target == nullptr ? nullptr : target->asEntity();
 }
 
 qm::IVelEntity* Entity::GetOwner() {
-  HostMonitor::Instance().Enter("GetOwner");
+  HostMonitor::Instance().Enter(HostOperation::kGetOwner);
   return owner_ == nullptr ? nullptr : owner_->asEntity();
 }
 
 qm::Status Entity::GetMetaClassName(std::string& name) {
-  HostMonitor::Instance().Enter("GetMetaClassName");
+  HostMonitor::Instance().Enter(HostOperation::kGetMetaClassName);
   name = meta_;
   return 0;
 }
 
 qm::Status Entity::GetReferencingEntities(const std::string& name, qm::EntityList& entities) {
-  HostMonitor::Instance().Enter("GetReferencingEntities", name);
+  HostMonitor::Instance().Enter(HostOperation::kGetReferencingEntities, name);
   if (!name.empty()) {
     for (const Link& link : referrers_) {
       if (link.first == name) entities.push_back(link.second->asEntity());
@@ -150,7 +150,7 @@ qm::Status Entity::GetReferencingEntities(const std::string& name, qm::EntityLis
 }
 
 qm::IVelEntity* Entity::QueryEntity(const std::string& query, int flag) {
-  HostMonitor::Instance().Enter("QueryEntity", query, flag);
+  HostMonitor::Instance().Enter(HostOperation::kQueryEntity, query, flag);
   std::string stereotype, argumentName;
   if (!SplitQuery(query, stereotype, argumentName)) return nullptr;
   Entity* instance = stereotypeInstanceNamed(stereotype);
@@ -160,20 +160,22 @@ qm::IVelEntity* Entity::QueryEntity(const std::string& query, int flag) {
 }
 
 bool Entity::IsKindOf(const std::string& metaClass) {
-  HostMonitor::Instance().Enter("IsKindOf", metaClass);
+  HostMonitor::Instance().Enter(HostOperation::kIsKindOf, metaClass);
   return isKindOf(metaClass);
 }
 
 qm::Status Entity::SetValue(const std::string& name, const std::string& value, int flag, qmdll::Changer& changer) {
-  HostMonitor::Instance().Enter("SetValue", name, flag);
+  HostMonitor::Instance().Enter(HostOperation::kSetValue, name, flag);
   CheckChanger(changer);
+  StoreWrite writing(model_);  // a lookup by path on another thread reads values
   setValue(name, value);
   return 0;
 }
 
 qm::Status Entity::SetEntity(const std::string& name, qm::IVelEntity* entity, int flag, qmdll::Changer& changer) {
-  HostMonitor::Instance().Enter("SetEntity", name, flag);
+  HostMonitor::Instance().Enter(HostOperation::kSetEntity, name, flag);
   CheckChanger(changer);
+  StoreWrite writing(model_);  // attaching changes owners, which lookups by path read
   Entity* target = From(entity);
   if (target == nullptr || &target->model_ != &model_) return 1;
   if (model_.metaClasses().IsListProperty(name)) {
@@ -186,7 +188,7 @@ qm::Status Entity::SetEntity(const std::string& name, qm::IVelEntity* entity, in
 }
 
 qm::Status Entity::DeleteEntity(qmdll::Changer& changer) {
-  HostMonitor::Instance().Enter("DeleteEntity");
+  HostMonitor::Instance().Enter(HostOperation::kDeleteEntity);
   CheckChanger(changer);
   if (this == &model_.root()) return 1;
   model_.destroy(this);  // frees this entity: nothing may touch it afterwards
@@ -194,17 +196,17 @@ qm::Status Entity::DeleteEntity(qmdll::Changer& changer) {
 }
 
 bool Entity::HasStereotype(const std::string& stereotypePath, int flag) {
-  HostMonitor::Instance().Enter("HasStereotype", stereotypePath, flag);
+  HostMonitor::Instance().Enter(HostOperation::kHasStereotype, stereotypePath, flag);
   return stereotypeInstanceAt(stereotypePath) != nullptr;
 }
 
 qm::IVelModel* Entity::GetModel() {
-  HostMonitor::Instance().Enter("GetModel");
+  HostMonitor::Instance().Enter(HostOperation::kGetModel);
   return &model_;
 }
 
 qm::IUnknown* Entity::GetArgument(const std::string& name) {
-  HostMonitor::Instance().Enter("GetArgument", name);
+  HostMonitor::Instance().Enter(HostOperation::kGetArgument, name);
   Entity* value = argument(name);
   return value == nullptr ? nullptr : static_cast<qm::IUnknown*>(value->asEntity());
 }

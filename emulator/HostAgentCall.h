@@ -1,7 +1,7 @@
 // Helpers for the bodies of host agents (emulator/agents/*.cpp): checking
 // the parameters of a call and reading and writing them by position.
 //
-// Positions count from 0 here, as in Parameters.h. Everything below is the
+// Positions count from 1 here, as in Parameters.h. Everything below is the
 // host's own side of a call, so none of it reports to the HostMonitor.
 #ifndef EMULATOR_HOSTAGENTCALL_H_
 #define EMULATOR_HOSTAGENTCALL_H_
@@ -18,13 +18,14 @@
 
 namespace qmemu {
 
-// Checks the call's parameters against `formals` of the agent at `path`.
-// On a mismatch the reason goes into the model's message list (as a
-// validation failure would) and the answer is false: the body then leaves
-// every parameter as it is.
-inline bool AcceptCall(HostAgentCall& call, const std::string& path, const std::vector<FormalParameter>& formals) {
-  std::string message;
-  if (CheckParameters(path, formals, call.parameters, message)) return true;
+// Checks the call's parameters against those of the host agent registered
+// at `path` (its row in the agent table). On a mismatch the reason goes into the model's message list
+// (as a validation failure would) and the answer is false: the body then
+// leaves every parameter as it is.
+inline bool AcceptCall(HostAgentCall& call, const std::string& path) {
+  const HostAgentInfo* info = FindHostAgent(path);
+  std::string message = path + ": no such host agent";
+  if (info != nullptr && CheckParameters(path, info->formals, call.parameters, message)) return true;
   call.model.messages().Add(message);
   return false;
 }
@@ -54,6 +55,7 @@ inline void SetIntegerAt(qm::AgentParameters& parameters, std::size_t position, 
 // The table `name` of the model's host data, or null when the model file
 // gives none.
 inline const std::map<std::string, std::string>* HostTable(Model& model, const std::string& name) {
+  StoreRead reading(model);  // the SVG generation adds a table of its own
   auto it = model.hostData().find(name);
   return it == model.hostData().end() ? nullptr : &it->second;
 }

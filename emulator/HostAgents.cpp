@@ -1,5 +1,7 @@
 #include "emulator/HostAgents.h"
 
+#include "emulator/AgentTable.h"
+
 namespace qmemu {
 namespace {
 
@@ -7,9 +9,6 @@ std::vector<HostAgentInfo>& Registry() {
   static std::vector<HostAgentInfo>* agents = new std::vector<HostAgentInfo>();
   return *agents;
 }
-
-const FormalParameter Text(const char* name) { return {name, ParamKind::Text, false}; }
-const FormalParameter OptionalText(const char* name) { return {name, ParamKind::Text, true}; }
 
 }  // namespace
 
@@ -22,24 +21,14 @@ const HostAgentInfo* FindHostAgent(const std::string& path) {
   return nullptr;
 }
 
+HostAgentRegistration::HostAgentRegistration(std::string path, HostAgentBody body) {
+  const AgentEntry* entry = FindAgentEntry(path);
+  Registry().push_back({std::move(path), entry == nullptr ? std::vector<FormalParameter>() : entry->Formals(), body});
+}
+
 HostAgentRegistration::HostAgentRegistration(std::string path, std::vector<FormalParameter> formals,
                                              HostAgentBody body) {
   Registry().push_back({std::move(path), std::move(formals), body});
-}
-
-const std::vector<PluginAgentInfo>& PluginAgents() {
-  static const std::vector<PluginAgentInfo> agents = {
-      // The page agent it hands its list to takes (page text, interface, entity list).
-      {"TransformControlInfoToJason",
-       {Text("page"), {"context", ParamKind::Interface, true}, {"entities", ParamKind::EntityList, true}}},
-      {"GetPropertyPageControls", {Text("guid"), Text("json"), Text("error")}},
-      {"GetNativeLinkInformation", {Text("guid"), Text("json")}},
-      {"GetModelViewChildNodes",
-       {Text("parentGuid"), Text("parentMetaGuid"), Text("json"), Text("error"), OptionalText("extraGuid")}},
-      {"GenerateSVGWithAnnotations", {Text("clientJson"), Text("svg"), OptionalText("refresh")}},
-      {"GenerateSVGWithAnnotationsCustomizationAgent", {{"svgRoot", ParamKind::Interface, false}}},
-  };
-  return agents;
 }
 
 }  // namespace qmemu

@@ -4,12 +4,11 @@
 //
 //   namespace {
 //   void GetImageIndex(qmemu::HostAgentCall& call) { ... }
-//   const qmemu::HostAgentRegistration reg{
-//       "@VELExtensionManagement@GetImageIndex",
-//       {{"index", qmemu::ParamKind::Integer, false}}, GetImageIndex};
+//   const qmemu::HostAgentRegistration reg{"@VELExtensionManagement@GetImageIndex", GetImageIndex};
 //   }
 //
-// Every registered agent is declared in each new model under its path
+// plus its row in the agent table (AgentTable.cpp), which gives its
+// parameters. Every registered agent is declared in each new model under its path
 // (unless the model file omits it), and InvokeAgent on that declaration runs
 // the body. A body reads and writes the parameters in place; it may throw.
 #ifndef EMULATOR_HOSTAGENTS_H_
@@ -37,7 +36,7 @@ typedef void (*HostAgentBody)(HostAgentCall& call);
 
 struct HostAgentInfo {
   std::string path;  // "@Package@Name"
-  std::vector<FormalParameter> formals;
+  std::vector<FormalParameter> formals;  // from the agent table
   HostAgentBody body;
 };
 
@@ -46,17 +45,14 @@ const std::vector<HostAgentInfo>& HostAgents();
 // The agent registered under `path`, or null.
 const HostAgentInfo* FindHostAgent(const std::string& path);
 
-// Registers an agent at static-initialisation time.
+// Registers an agent at static-initialisation time, with the parameters of
+// its row in the agent table (none when it has no row).
 struct HostAgentRegistration {
+  HostAgentRegistration(std::string path, HostAgentBody body);
+  // For an agent with no row in the table (a test's own agent): its
+  // parameters come with it.
   HostAgentRegistration(std::string path, std::vector<FormalParameter> formals, HostAgentBody body);
 };
-
-// The plug-in's own agents: their declarations under "@OrvServer@".
-struct PluginAgentInfo {
-  const char* name;
-  std::vector<FormalParameter> formals;
-};
-const std::vector<PluginAgentInfo>& PluginAgents();
 
 }  // namespace qmemu
 

@@ -139,5 +139,66 @@ TEST_F(HostMonitorTest, NoBudgetMeansNoLimit) {
   for (int i = 0; i < 10; ++i) EXPECT_NO_THROW(model.root().GetOwner());
 }
 
+TEST_F(HostMonitorTest, OperationBudgetIsExactForEverySize) {
+  for (std::uint64_t budget : {1u, 2u, 4095u, 4096u, 4097u, 10000u}) {
+    monitor.Reset();
+    monitor.SetBudget(HostMonitor::Clock::now() + std::chrono::hours(1), budget);
+    for (std::uint64_t i = 0; i < budget; ++i) ASSERT_NO_THROW(model.root().GetOwner()) << budget << " at " << i;
+    EXPECT_THROW(model.root().GetOwner(), BudgetExceeded) << budget;
+    EXPECT_TRUE(monitor.BudgetExhausted());
+    EXPECT_FALSE(monitor.DeadlinePassed()) << budget;
+  }
+}
+
+TEST_F(HostMonitorTest, APassedDeadlineIsSeenOnTheFirstOperationAndNamed) {
+  for (std::uint64_t before : {0u, 1u, 5000u}) {
+    monitor.Reset();
+    for (std::uint64_t i = 0; i < before; ++i) model.root().GetOwner();  // counted before the budget
+    monitor.SetBudget(HostMonitor::Clock::now() - std::chrono::milliseconds(1), 0);
+    EXPECT_THROW(model.root().GetOwner(), BudgetExceeded) << before;
+    EXPECT_TRUE(monitor.DeadlinePassed());
+  }
+}
+
+TEST_F(HostMonitorTest, CountsByEnumAndByNameAgree) {
+  model.root().GetOwner();
+  model.root().GetOwner();
+  model.FindEntity("ROOT");
+  EXPECT_EQ(monitor.Count(HostOperation::kGetOwner), 2u);
+  EXPECT_EQ(monitor.Count("GetOwner"), 2u);
+  EXPECT_EQ(monitor.Count(HostOperation::kFindEntity), 1u);
+  EXPECT_EQ(monitor.Count("NoSuchOperation"), 0u);
+  for (std::size_t i = 0; i < static_cast<std::size_t>(HostOperation::kCount); ++i) {
+    HostOperation found;
+    ASSERT_TRUE(FindHostOperation(HostOperationName(static_cast<HostOperation>(i)), found));
+    EXPECT_EQ(found, static_cast<HostOperation>(i));
+  }
+  monitor.FailOperation(HostOperation::kGetOwner, 1);
+  EXPECT_THROW(model.root().GetOwner(), InjectedFault);
+}
+
+TEST_F(HostMonitorTest, AScopedMonitorSeesTheOperationsOfItsScopeOnly) {
+  HostMonitor call;
+  {
+    HostMonitor::Scope scope(call);
+    EXPECT_EQ(&HostMonitor::Instance(), &call);
+    model.root().GetOwner();
+  }
+  EXPECT_EQ(&HostMonitor::Instance(), &monitor);
+  EXPECT_EQ(call.Count(), 1u);
+  EXPECT_EQ(monitor.Count(), 0u);
+}
+
+TEST_F(HostMonitorTest, CallOnRunsTheCallbackOnTheKthCallBeforeTheOperation) {
+  int seen = -1;
+  monitor.CallOn(HostOperation::kGetOwner, 2, [&] { seen = static_cast<int>(monitor.Count("GetOwner")); });
+  model.root().GetOwner();
+  EXPECT_EQ(seen, -1);
+  model.root().GetOwner();
+  EXPECT_EQ(seen, 2);
+  model.root().GetOwner();
+  EXPECT_EQ(seen, 2);  // once
+}
+
 }  // namespace
 }  // namespace qmemu

@@ -60,7 +60,10 @@ const std::vector<std::string>& NoBases() {
 }  // namespace
 
 MetaClasses::MetaClasses() {
-  for (const StandardClass& c : StandardClasses()) bases_[c.name] = c.bases;
+  for (const StandardClass& c : StandardClasses()) {
+    bases_[c.name] = c.bases;
+    RememberAncestors(c.name);
+  }
   listProperties_ = {"Expression", "HiddenStereotypeInstance", "ClientDependency", "Parameter"};
 }
 
@@ -80,26 +83,30 @@ bool MetaClasses::Define(const std::string& name, const std::vector<std::string>
     }
   }
   bases_[name] = bases;
-  ancestors_.clear();
+  RememberAncestors(name);
   return true;
 }
 
-bool MetaClasses::IsKindOf(const std::string& name, const std::string& base) const {
-  auto memo = ancestors_.find(name);
-  if (memo == ancestors_.end()) {
-    // Walk the bases without recursion; the table has no cycles because a
-    // class can only name bases defined before it.
-    std::set<std::string> seen;
-    std::vector<std::string> pending{name};
-    while (!pending.empty()) {
-      std::string current = pending.back();
-      pending.pop_back();
-      if (!seen.insert(current).second) continue;
-      for (const std::string& b : Bases(current)) pending.push_back(b);
-    }
-    memo = ancestors_.emplace(name, std::move(seen)).first;
+// Built when a class is defined, never while answering: IsKindOf only reads,
+// so that agents on several threads may ask at once.
+void MetaClasses::RememberAncestors(const std::string& name) {
+  // Walk the bases without recursion; the table has no cycles because a
+  // class can only name bases defined before it.
+  std::set<std::string> seen;
+  std::vector<std::string> pending{name};
+  while (!pending.empty()) {
+    std::string current = pending.back();
+    pending.pop_back();
+    if (!seen.insert(current).second) continue;
+    for (const std::string& b : Bases(current)) pending.push_back(b);
   }
-  return memo->second.count(base) != 0;
+  ancestors_[name] = std::move(seen);
+}
+
+bool MetaClasses::IsKindOf(const std::string& name, const std::string& base) const {
+  auto known = ancestors_.find(name);
+  if (known == ancestors_.end()) return name == base;
+  return known->second.count(base) != 0;
 }
 
 const std::vector<std::string>& MetaClasses::Bases(const std::string& name) const {

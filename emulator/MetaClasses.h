@@ -34,7 +34,9 @@ class MetaClasses {
 
  private:
   std::map<std::string, std::vector<std::string>> bases_;
-  mutable std::map<std::string, std::set<std::string>> ancestors_;  // memo, includes the class itself
+  void RememberAncestors(const std::string& name);
+
+  std::map<std::string, std::set<std::string>> ancestors_;  // per class, includes the class itself
   std::set<std::string> listProperties_;
 };
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "emulator/AgentTable.h"
+#include "emulator/CallScope.h"
 #include "emulator/HostMonitor.h"
 #include "emulator/Plugin.h"
 
@@ -33,7 +35,31 @@ const std::vector<PredefinedEntity>& PredefinedTable() {
   return table;
 }
 
+// The model whose store the calling thread holds exclusively, if any: its
+// own further reads and writes of that store go ahead without locking again.
+thread_local const Model* storeHolder = nullptr;
+
 }  // namespace
+
+StoreWrite::StoreWrite(const Model& model) : model_(model), owns_(storeHolder != &model) {
+  if (!owns_) return;
+  model_.store_.lock();
+  storeHolder = &model_;
+}
+
+StoreWrite::~StoreWrite() {
+  if (!owns_) return;
+  storeHolder = nullptr;
+  model_.store_.unlock();
+}
+
+StoreRead::StoreRead(const Model& model) : model_(model), owns_(storeHolder != &model) {
+  if (owns_) model_.store_.lock_shared();
+}
+
+StoreRead::~StoreRead() {
+  if (owns_) model_.store_.unlock_shared();
+}
 
 const std::vector<std::string>& PredefinedPaths() {
   static const std::vector<std::string> paths = [] {
@@ -62,7 +88,7 @@ Model::~Model() = default;
 // ---- host operations ----
 
 qm::Status Model::QueryInterface(const qm::InterfaceId& id, void** object) {
-  HostMonitor::Instance().Enter("QueryInterface", id == qm::IVelEntity::guid ? "IVelEntity" : "IVelModel");
+  HostMonitor::Instance().Enter(HostOperation::kQueryInterface, id == qm::IVelEntity::guid ? "IVelEntity" : "IVelModel");
   if (id == qm::IVelModel::guid || id == qm::IUnknown::guid) {
     *object = static_cast<qm::IVelModel*>(this);
     return 0;
@@ -75,13 +101,13 @@ qm::Status Model::QueryInterface(const qm::InterfaceId& id, void** object) {
 }
 
 qm::IVelEntity* Model::FindEntity(const std::string& name) {
-  HostMonitor::Instance().Enter("FindEntity", name);
+  HostMonitor::Instance().Enter(HostOperation::kFindEntity, name);
   Entity* entity = find(name);
   return entity == nullptr ? nullptr : entity->asEntity();
 }
 
 qm::IVelEntity* Model::CreateEntity(const std::string& metaClass) {
-  HostMonitor::Instance().Enter("CreateEntity", metaClass);
+  HostMonitor::Instance().Enter(HostOperation::kCreateEntity, metaClass);
   if (HostMonitor::Instance().CreationFails()) return nullptr;
   Entity* entity = create(metaClass);
   return entity == nullptr ? nullptr : entity->asEntity();
@@ -89,18 +115,21 @@ qm::IVelEntity* Model::CreateEntity(const std::string& metaClass) {
 
 qm::Status Model::ParseExpressionText(const std::string& text, qm::EntityList& entities,
                                       const std::string& metaClass) {
-  HostMonitor::Instance().Enter("ParseExpressionText", text);
+  HostMonitor::Instance().Enter(HostOperation::kParseExpressionText, text);
   std::size_t before = entities.size();
+  StoreWrite writing(*this);
   ParseHostExpression(*this, text, entities, metaClass);
+  CallState* call = CallScope::Current();
+  std::vector<const Entity*>& parsed = call != nullptr ? call->parsed : parsed_;
   for (auto it = std::next(entities.begin(), static_cast<std::ptrdiff_t>(before)); it != entities.end(); ++it) {
-    parsed_.push_back(Entity::From(*it));
+    parsed.push_back(Entity::From(*it));
   }
   return 0;
 }
 
 qm::Status Model::InvokeAgent(qm::IVelEntity* agent, qm::IVelEntity* context, qm::AgentParameters& parameters) {
   Entity* declaration = Entity::From(agent);
-  HostMonitor::Instance().Enter("InvokeAgent", declaration == nullptr ? "" : declaration->guid());
+  HostMonitor::Instance().Enter(HostOperation::kInvokeAgent, declaration == nullptr ? "" : declaration->guid());
   return runAgent(declaration, Entity::From(context), parameters);
 }
 
@@ -119,7 +148,7 @@ qm::Status Model::runAgent(Entity* agent, Entity* context, qm::AgentParameters& 
     QmAgentFunction* function = plugin_->Find(path.substr(pluginPackage.size()));
     if (function == nullptr) return 1;
     // The host's own first two arguments mean nothing to the plug-in.
-    function(nullptr, nullptr, context == nullptr ? nullptr : context->asEntity(), &access_, parameters);
+    function(nullptr, nullptr, context == nullptr ? nullptr : context->asEntity(), &access(), parameters);
     return 0;
   }
   return 1;
@@ -141,9 +170,9 @@ void Model::addPredefined(const std::set<std::string>& omit) {
   for (const HostAgentInfo& info : HostAgents()) {
     if (omit.count(info.path) == 0) declareAgent(info.path, info.formals);
   }
-  for (const PluginAgentInfo& info : PluginAgents()) {
-    std::string path = std::string("@OrvServer@") + info.name;
-    if (omit.count(path) == 0 && find(path) == nullptr) declareAgent(path, info.formals);
+  for (const AgentEntry& entry : AgentTable()) {
+    if (!entry.plugin() || omit.count(entry.path) != 0 || find(entry.path) != nullptr) continue;
+    declareAgent(entry.path, entry.Formals());
   }
 }
 
@@ -167,7 +196,18 @@ Entity* Model::declareAgent(const std::string& path, const std::vector<FormalPar
   return declaration;
 }
 
+MessageList& Model::messages() {
+  CallState* call = CallScope::Current();
+  return call != nullptr ? call->messages : messages_;
+}
+
+ModelAccess& Model::access() {
+  CallState* call = CallScope::Current();
+  return call != nullptr ? call->access : access_;
+}
+
 Entity* Model::find(const std::string& name) const {
+  StoreRead reading(*this);
   auto it = byGuid_.find(name);
   if (it != byGuid_.end()) return it->second;
   return findByPath(name);
@@ -184,6 +224,7 @@ Entity* Model::findByPath(const std::string& path) const {
 
 Entity* Model::create(const std::string& metaClass, const std::string& guid, Entity* owner) {
   if (!metaClasses_.Has(metaClass)) return nullptr;
+  StoreWrite writing(*this);
   std::string id = guid;
   if (id.empty()) {
     do {
@@ -214,6 +255,7 @@ Entity* Model::adopt(std::unique_ptr<Entity> entity, Entity* owner) {
 }
 
 std::unique_ptr<Entity> Model::release(Entity* entity) {
+  StoreWrite writing(*this);
   auto take = [entity](std::vector<std::unique_ptr<Entity>>& from) -> std::unique_ptr<Entity> {
     // Search from the back: the entity released is usually the newest.
     for (auto it = from.rbegin(); it != from.rend(); ++it) {
@@ -241,6 +283,7 @@ void Model::unregister(Entity* entity) {
 
 void Model::destroy(Entity* entity) {
   if (entity == nullptr || entity == root_.get()) return;
+  StoreWrite writing(*this);
   std::vector<Entity*> subtree{entity};
   for (std::size_t i = 0; i < subtree.size(); ++i) {
     for (const auto& child : subtree[i]->owned_) subtree.push_back(child.get());
@@ -276,9 +319,12 @@ void Model::destroy(Entity* entity) {
   // `held` frees the subtree here.
 }
 
-std::size_t Model::discardParsedExpressions() {
+std::size_t Model::discardParsedExpressions() { return discardParsedExpressions(parsed_); }
+
+std::size_t Model::discardParsedExpressions(std::vector<const Entity*>& parsed) {
+  StoreWrite writing(*this);
   std::size_t destroyed = 0;
-  for (const Entity* expression : parsed_) {
+  for (const Entity* expression : parsed) {
     for (const auto& held : unattached_) {
       if (held.get() == expression) {
         destroy(held.get());
@@ -287,11 +333,12 @@ std::size_t Model::discardParsedExpressions() {
       }
     }
   }
-  parsed_.clear();
+  parsed.clear();
   return destroyed;
 }
 
 std::vector<Entity*> Model::entities() const {
+  StoreRead reading(*this);
   std::vector<Entity*> all;
   all.reserve(order_.size());
   for (const auto& entry : order_) all.push_back(entry.second);

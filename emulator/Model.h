@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <shared_mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -27,6 +28,37 @@
 namespace qmemu {
 
 class Plugin;
+class Model;
+
+// Holds a model's store exclusively for the scope (see Model::store_): for
+// changes that entities other threads may come across (creating, attaching,
+// deleting, setting values and references). A thread that holds it already
+// goes ahead without locking again.
+class StoreWrite {
+ public:
+  explicit StoreWrite(const Model& model);
+  ~StoreWrite();
+  StoreWrite(const StoreWrite&) = delete;
+  StoreWrite& operator=(const StoreWrite&) = delete;
+
+ private:
+  const Model& model_;
+  const bool owns_;
+};
+
+// Holds a model's store shared for the scope: for lookups in its indexes.
+// A thread that holds it exclusively already goes ahead.
+class StoreRead {
+ public:
+  explicit StoreRead(const Model& model);
+  ~StoreRead();
+  StoreRead(const StoreRead&) = delete;
+  StoreRead& operator=(const StoreRead&) = delete;
+
+ private:
+  const Model& model_;
+  const bool owns_;
+};
 
 // The paths of the host's predefined entities that a model holds unless its
 // file omits them (the agent declarations are added separately).
@@ -79,6 +111,9 @@ class Model final : public qm::IVelModel {
   // attached or destroyed meanwhile are left alone. Returns how many it
   // destroyed.
   std::size_t discardParsedExpressions();
+  // The same for the expressions listed in `parsed` (one call's, see
+  // CallScope.h); clears `parsed`.
+  std::size_t discardParsedExpressions(std::vector<const Entity*>& parsed);
   // Every entity of the model, the predefined library first, in creation order.
   std::vector<Entity*> entities() const;
 
@@ -87,8 +122,10 @@ class Model final : public qm::IVelModel {
   // The plug-in whose exported agents "@OrvServer@..." declarations run.
   void setPlugin(const Plugin* plugin) { plugin_ = plugin; }
   const Plugin* plugin() const { return plugin_; }
-  MessageList& messages() { return messages_; }
-  ModelAccess& access() { return access_; }
+  // The message list and access object of the call running on this thread
+  // (see CallScope.h), else the model's own.
+  MessageList& messages();
+  ModelAccess& access();
 
   // Host data that the model file gives to host agents, by name (for
   // instance icon indexes per meta class).
@@ -113,6 +150,16 @@ class Model final : public qm::IVelModel {
   MessageList messages_;
   ModelAccess access_{messages_};
   std::map<std::string, std::map<std::string, std::string>> hostData_;
+
+  // Agents on several threads share the model (see docs/design.md, "The
+  // host layer"): the indexes and holders above, and every entity that
+  // another thread may come across while it changes, change under `store_`
+  // held exclusively (StoreWrite) and are looked up under it shared
+  // (StoreRead). ParseExpressionText, the discard of parse results and the
+  // host's building of an SVG tree hold it exclusively throughout.
+  mutable std::shared_mutex store_;
+  friend class StoreWrite;
+  friend class StoreRead;
 };
 
 // The host's expression parser behind Model::ParseExpressionText (grammar in

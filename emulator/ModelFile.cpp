@@ -1,5 +1,7 @@
 #include "emulator/ModelFile.h"
 
+#include "emulator/AgentTable.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -280,7 +282,7 @@ std::string Join(const std::vector<std::string>& words) {
 std::set<std::string> OmittablePaths() {
   std::set<std::string> paths(PredefinedPaths().begin(), PredefinedPaths().end());
   for (const HostAgentInfo& info : HostAgents()) paths.insert(info.path);
-  for (const PluginAgentInfo& info : PluginAgents()) paths.insert(std::string("@OrvServer@") + info.name);
+  for (const AgentEntry& entry : AgentTable()) paths.insert(entry.path);
   return paths;
 }
 

@@ -2,6 +2,8 @@
 // the model, every error message, and the bundled example model.
 #include "emulator/ModelFile.h"
 
+#include "emulator/AgentTable.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -69,9 +71,7 @@ TEST_F(ModelFileTest, MinimalFileGivesRootModelAndPredefinedLibrary) {
   EXPECT_EQ(model->root().guid(), "model-root");
   EXPECT_EQ(model->root().meta(), "Model");
   for (const std::string& path : PredefinedPaths()) EXPECT_NE(model->FindEntity(path), nullptr) << path;
-  for (const PluginAgentInfo& agent : PluginAgents()) {
-    EXPECT_NE(model->FindEntity(std::string("@OrvServer@") + agent.name), nullptr) << agent.name;
-  }
+  for (const AgentEntry& agent : AgentTable()) EXPECT_NE(model->FindEntity(agent.path), nullptr) << agent.path;
   for (const HostAgentInfo& agent : HostAgents()) EXPECT_NE(model->FindEntity(agent.path), nullptr) << agent.path;
 }
 

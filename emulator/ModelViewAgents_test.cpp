@@ -106,7 +106,7 @@ class ModelViewAgentsTest : public ::testing::Test {
     parameters.push_back(text);
     AddEntity(parameters, meta);
     model_->runAgent(Get(kNodeInfo), Get(entity), parameters);
-    return TextAt(parameters, 0);
+    return TextAt(parameters, 1);
   }
 
   long Icon(const std::string& entity) {

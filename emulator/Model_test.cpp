@@ -12,7 +12,7 @@ namespace {
 // A host agent registered only in this test program: writes "seen:" and the
 // context's GUID into its first parameter.
 void EchoAgent(HostAgentCall& call) {
-  SetTextAt(call.parameters, 0, "seen:" + (call.context == nullptr ? std::string() : call.context->guid()));
+  SetTextAt(call.parameters, 1, "seen:" + (call.context == nullptr ? std::string() : call.context->guid()));
 }
 const HostAgentRegistration kEcho{"@TestAgents@Echo", {{"out", ParamKind::Text, false}}, EchoAgent};
 

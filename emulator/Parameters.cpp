@@ -7,7 +7,7 @@
 namespace qmemu {
 namespace {
 
-ParameterValue* Make(ParamKind kind, const char* operation) {
+ParameterValue* Make(ParamKind kind, HostOperation operation) {
   HostMonitor::Instance().Enter(operation);
   return new ParameterValue(kind);
 }
@@ -53,9 +53,9 @@ bool ParseParamKind(const std::string& text, ParamKind& kind) {
 }
 
 qm::AgentParameter* ParameterAt(qm::AgentParameters& parameters, std::size_t position) {
+  if (position == 0) return nullptr;
   for (qm::AgentParameter* p : parameters) {
-    if (position == 0) return p;
-    --position;
+    if (--position == 0) return p;
   }
   return nullptr;
 }
@@ -110,62 +110,62 @@ using qmemu::ParameterValue;
 using qmemu::ParamKind;
 
 AgentParameter* AgentParameter::Create(const char* value, StringTag) {
-  ParameterValue* p = qmemu::Make(ParamKind::Text, "AgentParameter::Create(text)");
+  ParameterValue* p = qmemu::Make(ParamKind::Text, qmemu::HostOperation::kCreateText);
   if (value != nullptr) p->text = value;
   return p;
 }
 
 AgentParameter* AgentParameter::Create(long value, IntegerTag) {
-  ParameterValue* p = qmemu::Make(ParamKind::Integer, "AgentParameter::Create(integer)");
+  ParameterValue* p = qmemu::Make(ParamKind::Integer, qmemu::HostOperation::kCreateInteger);
   p->integer = value;
   return p;
 }
 
 AgentParameter* AgentParameter::Create(bool value, BooleanTag) {
-  ParameterValue* p = qmemu::Make(ParamKind::Boolean, "AgentParameter::Create(boolean)");
+  ParameterValue* p = qmemu::Make(ParamKind::Boolean, qmemu::HostOperation::kCreateBoolean);
   p->boolean = value;
   return p;
 }
 
 AgentParameter* AgentParameter::Create(EntityList& value, EntityListTag) {
-  ParameterValue* p = qmemu::Make(ParamKind::EntityList, "AgentParameter::Create(entity list)");
+  ParameterValue* p = qmemu::Make(ParamKind::EntityList, qmemu::HostOperation::kCreateEntityList);
   p->list = &value;
   return p;
 }
 
 AgentParameter* AgentParameter::Create(const IUnknown* value, UnknownInterfaceTag) {
-  ParameterValue* p = qmemu::Make(ParamKind::Interface, "AgentParameter::Create(interface)");
+  ParameterValue* p = qmemu::Make(ParamKind::Interface, qmemu::HostOperation::kCreateInterface);
   p->unknown = const_cast<IUnknown*>(value);
   return p;
 }
 
 const char* AgentParameter::GetString() const {
-  qmemu::HostMonitor::Instance().Enter("AgentParameter::GetString");
+  qmemu::HostMonitor::Instance().Enter(qmemu::HostOperation::kGetString);
   const ParameterValue& p = ParameterValue::Of(*this);
   return p.kind == ParamKind::Text ? p.text.c_str() : nullptr;
 }
 
 long AgentParameter::GetInteger() const {
-  qmemu::HostMonitor::Instance().Enter("AgentParameter::GetInteger");
+  qmemu::HostMonitor::Instance().Enter(qmemu::HostOperation::kGetInteger);
   const ParameterValue& p = ParameterValue::Of(*this);
   return p.kind == ParamKind::Integer ? p.integer : 0;
 }
 
 IUnknown* AgentParameter::GetUnknown() const {
-  qmemu::HostMonitor::Instance().Enter("AgentParameter::GetUnknown");
+  qmemu::HostMonitor::Instance().Enter(qmemu::HostOperation::kGetUnknown);
   const ParameterValue& p = ParameterValue::Of(*this);
   return p.kind == ParamKind::Interface ? p.unknown : nullptr;
 }
 
 void AgentParameter::Set(const char* value, StringTag) {
-  qmemu::HostMonitor::Instance().Enter("AgentParameter::Set");
+  qmemu::HostMonitor::Instance().Enter(qmemu::HostOperation::kSet);
   ParameterValue& p = ParameterValue::Of(*this);
   p.kind = ParamKind::Text;
   p.text = value == nullptr ? "" : value;
 }
 
 void AgentParameter::Set(const std::string& value, StringTag) {
-  qmemu::HostMonitor::Instance().Enter("AgentParameter::Set");
+  qmemu::HostMonitor::Instance().Enter(qmemu::HostOperation::kSet);
   ParameterValue& p = ParameterValue::Of(*this);
   p.kind = ParamKind::Text;
   p.text = value;
@@ -177,7 +177,7 @@ AgentParameters::~AgentParameters() {
 
 bool ValidateAgentActualParameters(IVelEntity* declaration, AgentParameters& parameters, bool,
                                    IVelMessageList* messages) {
-  qmemu::HostMonitor::Instance().Enter("ValidateAgentActualParameters");
+  qmemu::HostMonitor::Instance().Enter(qmemu::HostOperation::kValidateAgentActualParameters);
   std::string message;
   bool ok;
   qmemu::Entity* decl = qmemu::Entity::From(declaration);

@@ -42,7 +42,11 @@ class ParameterValue final : public qm::AgentParameter {
   qm::IUnknown* unknown = nullptr;
 };
 
-// The parameter at `position` (0-based), or null past the end.
+// Positions count from 1 (the first parameter), as the agent convention
+// names them "first, second, third" and as the plug-in's own helpers do;
+// position 0 is no parameter.
+//
+// The parameter at `position`, or null for 0 or past the end.
 qm::AgentParameter* ParameterAt(qm::AgentParameters& parameters, std::size_t position);
 // The text of the parameter at `position` as the emulator sees it ("" when
 // absent or not a text parameter). Not counted.

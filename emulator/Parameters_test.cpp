@@ -32,10 +32,10 @@ TEST_F(ParametersTest, CreateOverloadsAreChosenByTheirTags) {
                                 ParamKind::EntityList, ParamKind::Interface, ParamKind::Text};
   std::size_t i = 0;
   for (qm::AgentParameter* p : list) EXPECT_EQ(ParameterValue::Of(*p).kind, expected[i++]);
-  EXPECT_STREQ(ParameterAt(list, 0)->GetString(), "text");
-  EXPECT_EQ(ParameterAt(list, 1)->GetString(), nullptr);  // not a text parameter
-  EXPECT_STREQ(ParameterAt(list, 5)->GetString(), "");
-  EXPECT_EQ(ParameterAt(list, 6), nullptr);
+  EXPECT_STREQ(ParameterAt(list, 1)->GetString(), "text");
+  EXPECT_EQ(ParameterAt(list, 2)->GetString(), nullptr);  // not a text parameter
+  EXPECT_STREQ(ParameterAt(list, 6)->GetString(), "");
+  EXPECT_EQ(ParameterAt(list, 7), nullptr);
 }
 
 TEST_F(ParametersTest, ValuesReadBackAndSetReplacesText) {
@@ -43,13 +43,13 @@ TEST_F(ParametersTest, ValuesReadBackAndSetReplacesText) {
   list.push_back(qm::AgentParameter::Create(42L, qm::_Integer));
   list.push_back(qm::AgentParameter::Create(model.root().asEntity(), qm::_UnknownInterface));
   list.push_back(qm::AgentParameter::Create("a", qm::_String));
-  EXPECT_EQ(ParameterAt(list, 0)->GetInteger(), 42);
-  EXPECT_EQ(ParameterAt(list, 1)->GetUnknown(), static_cast<qm::IUnknown*>(model.root().asEntity()));
-  EXPECT_EQ(ParameterAt(list, 2)->GetUnknown(), nullptr);
-  ParameterAt(list, 2)->Set(std::string("bytes\0kept", 10), qm::_String);
-  EXPECT_EQ(TextAt(list, 2), std::string("bytes\0kept", 10));
-  ParameterAt(list, 2)->Set("c-string", qm::_String);
-  EXPECT_STREQ(ParameterAt(list, 2)->GetString(), "c-string");
+  EXPECT_EQ(ParameterAt(list, 1)->GetInteger(), 42);
+  EXPECT_EQ(ParameterAt(list, 2)->GetUnknown(), static_cast<qm::IUnknown*>(model.root().asEntity()));
+  EXPECT_EQ(ParameterAt(list, 3)->GetUnknown(), nullptr);
+  ParameterAt(list, 3)->Set(std::string("bytes\0kept", 10), qm::_String);
+  EXPECT_EQ(TextAt(list, 3), std::string("bytes\0kept", 10));
+  ParameterAt(list, 3)->Set("c-string", qm::_String);
+  EXPECT_STREQ(ParameterAt(list, 3)->GetString(), "c-string");
 }
 
 TEST_F(ParametersTest, EntityListParametersBindTheCallersList) {

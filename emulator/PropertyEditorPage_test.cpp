@@ -49,7 +49,7 @@ class PropertyEditorPageTest : public ::testing::Test {
     parameters.push_back(qm::AgentParameter::Create(list, qm::_EntityList));
     model->InvokeAgent(model->FindEntity(kPath), model->FindEntity(guid), parameters);
     EXPECT_TRUE(list.empty());
-    return TextAt(parameters, 0);
+    return TextAt(parameters, 1);
   }
 
   std::unique_ptr<Model> model;
@@ -99,7 +99,7 @@ TEST_F(PropertyEditorPageTest, NeedsOnlyTheTextParameter) {
   qm::AgentParameters parameters;
   parameters.push_back(qm::AgentParameter::Create("", qm::_String));
   model->InvokeAgent(model->FindEntity(kPath), model->FindEntity("NO-PAGE"), parameters);
-  EXPECT_NE(TextAt(parameters, 0).find("\"Gauge\""), std::string::npos);
+  EXPECT_NE(TextAt(parameters, 1).find("\"Gauge\""), std::string::npos);
   qm::AgentParameters none;
   model->InvokeAgent(model->FindEntity(kPath), model->FindEntity("NO-PAGE"), none);
   EXPECT_TRUE(none.empty());
@@ -109,7 +109,7 @@ TEST_F(PropertyEditorPageTest, LeavesTheParameterWithoutContextOrWhenItIsNoText)
   qm::AgentParameters parameters;
   parameters.push_back(qm::AgentParameter::Create("kept", qm::_String));
   model->InvokeAgent(model->FindEntity(kPath), nullptr, parameters);
-  EXPECT_EQ(TextAt(parameters, 0), "kept");
+  EXPECT_EQ(TextAt(parameters, 1), "kept");
   qm::AgentParameters number;
   number.push_back(qm::AgentParameter::Create(5L, qm::_Integer));
   model->InvokeAgent(model->FindEntity(kPath), model->FindEntity("NO-PAGE"), number);
@@ -158,7 +158,7 @@ TEST_F(PropertyEditorPageTest, ChecksTheKindsOfTheParametersItIsGiven) {
     model->InvokeAgent(model->FindEntity(kPath), model->FindEntity("WITH-PAGE"), parameters);
     const bool accepted = *row.message == '\0';
     EXPECT_EQ(accepted ? "{ ControlInfo(. control = Label(. text = \"a\\tb\", 'value' = \"x\" .) .) }" : "before",
-              TextAt(parameters, 0))
+              TextAt(parameters, 1))
         << row.what;
     EXPECT_EQ(accepted ? std::vector<std::string>{} : std::vector<std::string>{row.message},
               model->messages().Messages())

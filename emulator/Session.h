@@ -1,6 +1,6 @@
 // A host session: one model and the plug-in loaded into this process, and a
-// way to run an agent by name as the host does. Used by the command-line
-// tool and by the end-to-end tests.
+// way to run an agent by name as the host does. Used by the call service,
+// the command-line tool and the end-to-end tests.
 #ifndef EMULATOR_SESSION_H_
 #define EMULATOR_SESSION_H_
 
@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "emulator/AgentTable.h"
 #include "emulator/Model.h"
+#include "emulator/Outcome.h"
 #include "emulator/Plugin.h"
 
 namespace qmemu {
@@ -39,8 +41,23 @@ class Session {
   // Runs `agent` — a plug-in agent name ("GetNativeLinkInformation") or a
   // host agent path ("@VELExtensionManagement@GetImageIndex") — on the
   // entity `context` (GUID or path; "" = the model's root) with one text
-  // parameter per entry of `texts`. False, with a message in `error`, when
-  // the agent or the entity is unknown; the agent is not run then.
+  // parameter per entry of `texts`, and says what became of it:
+  //   unknown agent / unknown entity: nothing ran; `run` is left empty;
+  //   host fault: an exception left the agent;
+  //   time or operation budget: the HostMonitor in effect stopped the call;
+  //   refused: the host collected messages (validation);
+  //   agent error: the agent wrote its error parameter (per the agent
+  //     table) with a text other than the one it was given;
+  //   answered: anything else.
+  // `run` holds every parameter after the call and the host's messages
+  // whenever the agent ran. Never throws for what the agent does (it may
+  // throw std::bad_alloc while copying texts).
+  Outcome Run(const std::string& agent, const std::string& context, const std::vector<std::string>& texts,
+              AgentRun& run);
+
+  // The same, for callers that only ask whether the agent ran to its end:
+  // false, with the outcome's text in `error`, for an unknown agent or
+  // entity and for a host fault.
   bool Run(const std::string& agent, const std::string& context, const std::vector<std::string>& texts,
            AgentRun& run, std::string& error);
 
@@ -55,10 +72,6 @@ class Session {
   std::unique_ptr<Plugin> plugin_;  // declared first: unloaded after the model is gone
   std::unique_ptr<Model> model_;
 };
-
-// The declaration path of `agent`: itself when it starts with "@", else
-// "@OrvServer@" + agent.
-std::string AgentPath(const std::string& agent);
 
 }  // namespace qmemu
 

@@ -243,7 +243,7 @@ TEST_F(SvgTreeTest, DiagramFinderLeavesAParameterOfAnotherKindAlone) {
   text->text = "keep";
   parameters.push_back(text);
   RunHost("@OrvServer@GetDiagramFromModelElement", "BLK", parameters);
-  EXPECT_EQ("keep", TextAt(parameters, 0));
+  EXPECT_EQ("keep", TextAt(parameters, 1));
 }
 
 TEST_F(SvgTreeTest, XmlWriterAgentWritesTheContextTree) {
@@ -256,7 +256,7 @@ TEST_F(SvgTreeTest, XmlWriterAgentWritesTheContextTree) {
     flag->boolean = compact;
     parameters.push_back(flag);
     model->runAgent(model->find("@VELXMLFramework@WriteXMLToString"), root, parameters);
-    EXPECT_EQ(compact ? "<svg><g/></svg>" : "<svg>\n  <g/>\n</svg>\n", TextAt(parameters, 0));
+    EXPECT_EQ(compact ? "<svg><g/></svg>" : "<svg>\n  <g/>\n</svg>\n", TextAt(parameters, 1));
   }
 }
 
@@ -269,7 +269,7 @@ TEST_F(SvgTreeTest, GeneratorWithoutCustomizationWritesTheTreeAndFreesIt) {
   parameters.push_back(Param(ParamKind::Interface));
   RunHost("@VELDiagramAgents@GenerateSVGString", "DIA", parameters);
   Entity* fresh = BuildDiagramSvg(*model, *model->find("DIA"));
-  EXPECT_EQ(WriteSvgXml(*fresh, false), TextAt(parameters, 2));  // boundaryrects and all
+  EXPECT_EQ(WriteSvgXml(*fresh, false), TextAt(parameters, 3));  // boundaryrects and all
   model->destroy(fresh);
   EXPECT_EQ(before, model->entities().size());
 }
@@ -277,9 +277,9 @@ TEST_F(SvgTreeTest, GeneratorWithoutCustomizationWritesTheTreeAndFreesIt) {
 TEST_F(SvgTreeTest, GeneratorOnAnotherEntityDoesNothing) {
   qm::AgentParameters parameters;
   for (int i = 0; i < 4; ++i) parameters.push_back(Param(i == 2 ? ParamKind::Text : ParamKind::Interface));
-  SetTextAt(parameters, 2, "keep");
+  SetTextAt(parameters, 3, "keep");
   RunHost("@VELDiagramAgents@GenerateSVGString", "BLK", parameters);
-  EXPECT_EQ("keep", TextAt(parameters, 2));
+  EXPECT_EQ("keep", TextAt(parameters, 3));
 }
 
 }  // namespace

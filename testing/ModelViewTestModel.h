@@ -82,7 +82,7 @@ inline void FillTexts(qm::AgentParameters& parameters, const std::vector<std::st
 // The text of every parameter after a call.
 inline std::vector<std::string> Texts(qm::AgentParameters& parameters) {
   std::vector<std::string> texts;
-  for (std::size_t i = 0; i < parameters.size(); ++i) texts.push_back(qmemu::TextAt(parameters, i));
+  for (std::size_t i = 0; i < parameters.size(); ++i) texts.push_back(qmemu::TextAt(parameters, i + 1));
   return texts;
 }
 

@@ -1,10 +1,12 @@
-// Agents on separate models on separate threads at once: the four agents that
-// keep nothing between calls must answer exactly as they do alone. Four
-// threads share the one loaded plug-in, each with a model of its own, and
-// compare every answer with the answer computed on one thread first. Run in
-// the ThreadSanitizer build, this is the test that finds state an agent
-// shares with other calls without saying so.
+// Agents on several threads at once: the four agents that keep nothing
+// between calls must answer exactly as they do alone, first on separate
+// models, then on one model shared through the host's call service while
+// another thread generates diagrams. Run in the ThreadSanitizer build, this
+// is the test that finds state an agent or the host shares with other calls
+// without saying so.
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -12,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include "emulator/CallService.h"
 #include "tests/E2eSupport.h"
 
 namespace {
@@ -117,3 +120,119 @@ TEST(ConcurrentAgentsE2eTest, FourThreadsOnTheirOwnModelsAnswerAsOneThreadDoes) 
 }
 
 }  // namespace
+
+// ---- one shared model through the host's call service ----
+
+namespace shared {
+
+constexpr int kReaders = 3;
+constexpr int kRounds = 150;
+
+qmemu::CallRequest Request(const Call& call) {
+  qmemu::CallRequest request;
+  request.agent = call.agent;
+  request.context = call.context;
+  request.parameters = call.texts;
+  return request;
+}
+
+// A diagram request that makes the host generate the SVG again every time.
+const Call kDiagram{"GenerateSVGWithAnnotations", "DIA-LINKS", {"", "", "t"}};
+
+std::vector<std::string> Answer(qmemu::CallService& service, const Call& call) {
+  qmemu::CallResult result = service.Call(Request(call));
+  if (!result.outcome.IsAnswered()) return {"call failed: " + result.outcome.text()};
+  return result.run.parameters;
+}
+
+}  // namespace shared
+
+// Readers run the four independent agents side by side on one model while
+// another thread generates diagrams: every answer equals the one computed
+// alone. In the ThreadSanitizer build this finds any state that the
+// readers, the SVG generation and the host share without a lock.
+TEST(ConcurrentAgentsE2eTest, ReadersAndADiagramOnOneSharedModelAnswerAsAlone) {
+  auto session = orvtest::OpenSessionFile("examples/model.json");
+  ASSERT_NE(session, nullptr);
+  qmemu::CallService service(*session, qmemu::CallLimits{0, 0});
+  std::vector<std::vector<std::string>> expected;
+  for (const Call& call : Calls()) expected.push_back(shared::Answer(service, call));
+  const std::vector<std::string> diagram = shared::Answer(service, shared::kDiagram);
+  ASSERT_EQ(diagram.size(), 3u) << diagram.front();
+  ASSERT_NE(diagram[1].find("_obluelink"), std::string::npos) << diagram[1];
+  const std::size_t entities = session->model().entities().size();
+
+  std::atomic<int> ready{0};
+  std::vector<int> differences(shared::kReaders + 1, 0);
+  std::vector<std::string> first(shared::kReaders + 1);
+  auto start = [&] {
+    ready.fetch_add(1);
+    while (ready.load() < shared::kReaders + 1) std::this_thread::yield();
+  };
+  auto note = [&](int thread, const std::vector<std::string>& answer, const char* agent) {
+    if (differences[thread]++ == 0) first[thread] = std::string(agent) + ": " + (answer.empty() ? "" : answer.back());
+  };
+  std::vector<std::thread> threads;
+  for (int t = 0; t < shared::kReaders; ++t) {
+    threads.emplace_back([&, t] {
+      start();
+      for (int round = 0; round < shared::kRounds; ++round) {
+        for (std::size_t c = 0; c < Calls().size(); ++c) {
+          std::vector<std::string> answer = shared::Answer(service, Calls()[c]);
+          if (answer != expected[c]) note(t, answer, Calls()[c].agent);
+        }
+      }
+    });
+  }
+  threads.emplace_back([&] {
+    start();
+    for (int round = 0; round < shared::kRounds / 5; ++round) {
+      std::vector<std::string> answer = shared::Answer(service, shared::kDiagram);
+      if (answer != diagram) note(shared::kReaders, answer, shared::kDiagram.agent);
+    }
+  });
+  for (std::thread& thread : threads) thread.join();
+  for (int t = 0; t <= shared::kReaders; ++t) EXPECT_EQ(differences[t], 0) << "thread " << t << ": " << first[t];
+  // Parse results and messages went with their calls; the one cached tree stays.
+  EXPECT_EQ(session->model().entities().size(), entities);
+  EXPECT_TRUE(session->model().messages().Messages().empty());
+}
+
+// A reader is not kept waiting for a diagram: the SVG call stops in the
+// middle of its generation (inside the plug-in's customization agent, at
+// its first CreateEntity) until a links call and a page call on another
+// thread have been answered. Ordering only: were readers locked out, the
+// readers' answers would never come and the wait below would fail.
+TEST(ConcurrentAgentsE2eTest, ReadersAreAnsweredWhileADiagramIsGenerated) {
+  auto session = orvtest::OpenSessionFile("examples/model.json");
+  ASSERT_NE(session, nullptr);
+  qmemu::CallService service(*session, qmemu::CallLimits{0, 0});
+  const std::vector<std::string> links = shared::Answer(service, Calls()[0]);
+  const std::vector<std::string> page = shared::Answer(service, Calls()[3]);
+  const std::vector<std::string> diagram = shared::Answer(service, shared::kDiagram);
+
+  std::promise<void> svgInside, readersDone;
+  std::shared_future<void> done = readersDone.get_future().share();
+  qmemu::CallRequest svg = shared::Request(shared::kDiagram);
+  svg.prepare = [&](qmemu::HostMonitor& monitor) {
+    monitor.CallOn(qmemu::HostOperation::kCreateEntity, 1, [&] {
+      svgInside.set_value();
+      done.wait();
+    });
+  };
+  auto generation = std::async(std::launch::async, [&] { return service.Call(svg); });
+  svgInside.get_future().wait();
+  auto readers = std::async(std::launch::async, [&] {
+    return std::make_pair(shared::Answer(service, Calls()[0]), shared::Answer(service, Calls()[3]));
+  });
+  // Generous: a failure here means the readers waited for the diagram.
+  const bool answered = readers.wait_for(std::chrono::seconds(60)) == std::future_status::ready;
+  readersDone.set_value();
+  EXPECT_TRUE(answered) << "the readers waited for the SVG generation";
+  auto answers = readers.get();
+  EXPECT_EQ(answers.first, links);
+  EXPECT_EQ(answers.second, page);
+  qmemu::CallResult result = generation.get();
+  EXPECT_TRUE(result.outcome.IsAnswered()) << result.outcome.text();
+  EXPECT_EQ(result.run.parameters, diagram);
+}

@@ -200,12 +200,12 @@ TEST_F(EmulatedHostTest, SwappedPageAgentParametersFail) {
   qm::AgentParameters declared;
   BuildList(declared, entities, {ParamKind::Interface, ParamKind::EntityList});
   model.InvokeAgent(agent, blk, declared);
-  EXPECT_EQ(qmemu::TextAt(declared, 0).compare(0, 14, "{ ControlInfo("), 0);
+  EXPECT_EQ(qmemu::TextAt(declared, 1).compare(0, 14, "{ ControlInfo("), 0);
   EXPECT_EQ(model.messages().Messages(), std::vector<std::string>{});
   qm::AgentParameters swapped;
   BuildList(swapped, entities, {ParamKind::EntityList, ParamKind::Interface});
   model.InvokeAgent(agent, blk, swapped);
-  EXPECT_EQ(qmemu::TextAt(swapped, 0), "before");
+  EXPECT_EQ(qmemu::TextAt(swapped, 1), "before");
   EXPECT_EQ(model.messages().Messages(), std::vector<std::string>{kSwapped});
 }
 
@@ -222,13 +222,13 @@ TEST_F(EmulatedHostTest, TransformHandsOnASwappedListAndGetsNoPage) {
   qm::AgentParameters swapped;
   BuildList(swapped, entities, {ParamKind::EntityList, ParamKind::Interface});
   transform(nullptr, nullptr, model.FindEntity("BLK"), &model.access(), swapped);
-  EXPECT_EQ(qmemu::TextAt(swapped, 0), "before");
+  EXPECT_EQ(qmemu::TextAt(swapped, 1), "before");
   EXPECT_EQ(model.messages().Messages(), std::vector<std::string>{kSwapped});
   model.messages().Clear();
   qm::AgentParameters declared;
   BuildList(declared, entities, {ParamKind::Interface, ParamKind::EntityList});
   transform(nullptr, nullptr, model.FindEntity("BLK"), &model.access(), declared);
-  EXPECT_EQ(qmemu::TextAt(declared, 0).compare(0, 1, "["), 0) << qmemu::TextAt(declared, 0);
+  EXPECT_EQ(qmemu::TextAt(declared, 1).compare(0, 1, "["), 0) << qmemu::TextAt(declared, 1);
   EXPECT_EQ(model.messages().Messages(), std::vector<std::string>{});
 }
 

@@ -43,7 +43,7 @@ TEST_F(PluginE2eTest, WithoutContextOrAccessNoAgentWritesAnything) {
       parameters.push_back(p);
     }
     session->plugin()->Find(name)(nullptr, nullptr, nullptr, nullptr, parameters);
-    for (std::size_t i = 0; i < 5; ++i) EXPECT_EQ(qmemu::TextAt(parameters, i), "keep") << name;
+    for (std::size_t i = 0; i < 5; ++i) EXPECT_EQ(qmemu::TextAt(parameters, i + 1), "keep") << name;
   }
 }
 

@@ -174,16 +174,6 @@ TEST_F(ServeTest, DiagramSvgIsTheAgentsSvg) {
                                client + "' '' ''"));
 }
 
-TEST_F(ServeTest, ErIconIsASmallGif) {
-  auto r = Client().Get("/ERIcon.gif");
-  ASSERT_TRUE(r);
-  EXPECT_EQ(r->status, 200);
-  EXPECT_EQ(r->get_header_value("Content-Type"), "image/gif");
-  ASSERT_GT(r->body.size(), 13u);
-  EXPECT_EQ(r->body.substr(0, 10), std::string("GIF89a\x10\x00\x10\x00", 10));
-  EXPECT_EQ(r->body.back(), '\x3b');
-}
-
 TEST_F(ServeTest, StaticFilesOfTheClient) {
   struct Case {
     const char* path;
@@ -306,15 +296,15 @@ TEST_F(ServeTest, UnknownAgentsEntitiesAndRoutesAre404) {
     const char* body;
     const char* error;
   } cases[] = {
-      {"POST", "/api/agents/NoSuchAgent", "{}", "unknown agent 'NoSuchAgent'"},
+      {"POST", "/api/agents/NoSuchAgent", "{}", "unknown agent 'NoSuchAgent': no agent of the plug-in"},
       {"POST", "/api/agents/@VELExtensionManagement@GetImageIndex", "{}",
-       "unknown agent '@VELExtensionManagement@GetImageIndex'"},
-      {"POST", "/api/agents/GetNativeLinkInformation", "{\"context\": \"NO-SUCH\"}", "unknown entity 'NO-SUCH'"},
-      {"GET", "/api/explorer/children?node=NO-SUCH", "", "unknown entity 'NO-SUCH'"},
-      {"GET", "/api/elements/NO-SUCH/links", "", "unknown entity 'NO-SUCH'"},
-      {"GET", "/api/elements/NO-SUCH/page", "", "unknown entity 'NO-SUCH'"},
-      {"GET", "/api/elements/NO-SUCH/page?route=transform", "", "unknown entity 'NO-SUCH'"},
-      {"POST", "/api/diagrams/NO-SUCH/svg", "", "unknown entity 'NO-SUCH'"},
+       "unknown agent '@VELExtensionManagement@GetImageIndex': no agent of the plug-in"},
+      {"POST", "/api/agents/GetNativeLinkInformation", "{\"context\": \"NO-SUCH\"}", "unknown entity 'NO-SUCH': no entity has this GUID or path"},
+      {"GET", "/api/explorer/children?node=NO-SUCH", "", "unknown entity 'NO-SUCH': no entity has this GUID or path"},
+      {"GET", "/api/elements/NO-SUCH/links", "", "unknown entity 'NO-SUCH': no entity has this GUID or path"},
+      {"GET", "/api/elements/NO-SUCH/page", "", "unknown entity 'NO-SUCH': no entity has this GUID or path"},
+      {"GET", "/api/elements/NO-SUCH/page?route=transform", "", "unknown entity 'NO-SUCH': no entity has this GUID or path"},
+      {"POST", "/api/diagrams/NO-SUCH/svg", "", "unknown entity 'NO-SUCH': no entity has this GUID or path"},
       {"GET", "/api/nothing", "", "unknown route GET /api/nothing"},
       {"GET", "/api/agents/GetNativeLinkInformation", "", "unknown route GET /api/agents/GetNativeLinkInformation"},
       {"DELETE", "/api/elements/BLK-PUMP/links", "", "unknown route DELETE /api/elements/BLK-PUMP/links"},
@@ -433,6 +423,16 @@ TEST(ServeDefaults, BindsLoopbackOnlyAndServesTheBundledClient) {
   ASSERT_TRUE(r);
   EXPECT_EQ(r->status, 200);
   EXPECT_EQ(r->body, orvtest::ReadFile(std::string(ORV_SOURCE_DIR) + "/web/index.html"));
+  // The icon the annotated SVG names (xlink:href="ERIcon.gif", relative to
+  // the page): a file of the client, a 16 x 16 GIF.
+  r = client.Get("/ERIcon.gif");
+  ASSERT_TRUE(r);
+  EXPECT_EQ(r->status, 200);
+  EXPECT_EQ(r->get_header_value("Content-Type"), "image/gif");
+  EXPECT_EQ(r->body, orvtest::ReadFile(std::string(ORV_SOURCE_DIR) + "/web/ERIcon.gif"));
+  ASSERT_GT(r->body.size(), 13u);
+  EXPECT_EQ(r->body.substr(0, 10), std::string("GIF89a\x10\x00\x10\x00", 10));
+  EXPECT_EQ(r->body.back(), '\x3b');
   server.Signal(SIGINT);
   EXPECT_EQ(server.WaitForExit(20), 0) << server.Stderr();
 }

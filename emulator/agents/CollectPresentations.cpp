@@ -14,15 +14,9 @@ namespace {
 
 const char kPath[] = "@VELDiagramAgents@CollectPresentations";
 
-const std::vector<qmemu::FormalParameter>& Formals() {
-  static const std::vector<qmemu::FormalParameter> formals = {
-      {"presentations", qmemu::ParamKind::EntityList, false}};
-  return formals;
-}
-
 void CollectPresentations(qmemu::HostAgentCall& call) {
-  if (!qmemu::AcceptCall(call, kPath, Formals()) || call.context == nullptr) return;
-  qm::EntityList* presentations = qmemu::EntityListAt(call.parameters, 0);
+  if (!qmemu::AcceptCall(call, kPath) || call.context == nullptr) return;
+  qm::EntityList* presentations = qmemu::EntityListAt(call.parameters, 1);
   if (presentations == nullptr) return;
   for (const qmemu::Entity::Link& link : call.context->referrers()) {
     if (link.first == "ModelElement" && link.second->isKindOf("PresentationElement")) {
@@ -31,6 +25,6 @@ void CollectPresentations(qmemu::HostAgentCall& call) {
   }
 }
 
-const qmemu::HostAgentRegistration registration{kPath, Formals(), CollectPresentations};
+const qmemu::HostAgentRegistration registration{kPath, CollectPresentations};
 
 }  // namespace

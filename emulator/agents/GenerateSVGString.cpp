@@ -51,26 +51,26 @@ void GenerateSVGString(HostAgentCall& call) {
   Entity* diagram = call.context;
   if (diagram == nullptr || !diagram->isKindOf("Diagram")) return;
   Model& model = call.model;
-  Entity* root = BuildDiagramSvg(model, *diagram);
-  model.hostData()["GenerateSVGString"]["lastRoot"] = root->guid();
+  Entity* root = nullptr;
+  {
+    // Agents on other threads look entities up while the tree grows.
+    StoreWrite building(model);
+    root = BuildDiagramSvg(model, *diagram);
+    model.hostData()["GenerateSVGString"]["lastRoot"] = root->guid();
+  }
 
-  qm::AgentParameter* hook = ParameterAt(call.parameters, 1);
+  qm::AgentParameter* hook = ParameterAt(call.parameters, 2);
   Entity* customization = nullptr;
   if (hook != nullptr && ParameterValue::Of(*hook).kind == ParamKind::Interface) {
     customization = Entity::From(ParameterValue::Of(*hook).unknown);
   }
   if (customization != nullptr && RunCustomization(model, *customization, *diagram, *root)) return;
 
-  SetTextAt(call.parameters, 2, WriteSvgXml(*root, false));
+  SetTextAt(call.parameters, 3, WriteSvgXml(*root, false));
   model.destroy(root);
 }
 
-const HostAgentRegistration registration{"@VELDiagramAgents@GenerateSVGString",
-                                         {{"unused1", ParamKind::Interface, false},
-                                          {"customizationAgent", ParamKind::Interface, false},
-                                          {"svg", ParamKind::Text, false},
-                                          {"unused4", ParamKind::Interface, false}},
-                                         GenerateSVGString};
+const HostAgentRegistration registration{"@VELDiagramAgents@GenerateSVGString", GenerateSVGString};
 
 }  // namespace
 }  // namespace qmemu

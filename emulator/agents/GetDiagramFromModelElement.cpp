@@ -27,15 +27,13 @@ Entity* DiagramOf(Entity* element) {
 }
 
 void GetDiagramFromModelElement(HostAgentCall& call) {
-  qm::AgentParameter* out = ParameterAt(call.parameters, 0);
+  qm::AgentParameter* out = ParameterAt(call.parameters, 1);
   if (out == nullptr || ParameterValue::Of(*out).kind != ParamKind::Interface) return;
   Entity* diagram = DiagramOf(call.context);
   ParameterValue::Of(*out).unknown = diagram == nullptr ? nullptr : static_cast<qm::IUnknown*>(diagram->asEntity());
 }
 
-const HostAgentRegistration registration{"@OrvServer@GetDiagramFromModelElement",
-                                         {{"diagram", ParamKind::Interface, false}},
-                                         GetDiagramFromModelElement};
+const HostAgentRegistration registration{"@OrvServer@GetDiagramFromModelElement", GetDiagramFromModelElement};
 
 }  // namespace
 }  // namespace qmemu

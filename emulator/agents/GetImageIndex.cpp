@@ -17,11 +17,6 @@ namespace {
 
 const char kPath[] = "@VELExtensionManagement@GetImageIndex";
 
-const std::vector<qmemu::FormalParameter>& Formals() {
-  static const std::vector<qmemu::FormalParameter> formals = {{"index", qmemu::ParamKind::Integer, false}};
-  return formals;
-}
-
 // The number `text` spells (an optional "-" and decimal digits, nothing
 // else), or -1 when it spells none that fits a long.
 long ParseIndex(const std::string& text) {
@@ -34,15 +29,15 @@ long ParseIndex(const std::string& text) {
 }
 
 void GetImageIndex(qmemu::HostAgentCall& call) {
-  if (!qmemu::AcceptCall(call, kPath, Formals()) || call.context == nullptr) return;
+  if (!qmemu::AcceptCall(call, kPath) || call.context == nullptr) return;
   long index = -1;
   if (const auto* icons = qmemu::HostTable(call.model, "icons")) {
     auto entry = icons->find(call.context->meta());
     if (entry != icons->end()) index = ParseIndex(entry->second);
   }
-  qmemu::SetIntegerAt(call.parameters, 0, index);
+  qmemu::SetIntegerAt(call.parameters, 1, index);
 }
 
-const qmemu::HostAgentRegistration registration{kPath, Formals(), GetImageIndex};
+const qmemu::HostAgentRegistration registration{kPath, GetImageIndex};
 
 }  // namespace

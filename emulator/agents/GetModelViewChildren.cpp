@@ -35,16 +35,6 @@ using qmemu::ParamKind;
 const char kPath[] = "@VELExtensionManagement@GetModelViewChildren";
 const char kElementDefinition[] = "@MetaModel@Element";
 
-const std::vector<FormalParameter>& Formals() {
-  static const std::vector<FormalParameter> formals = {
-      {"children", ParamKind::EntityList, false},
-      {"metaDefinition", ParamKind::Interface, false},
-      {"childMetaDefinitions", ParamKind::EntityList, false},
-      {"extraEntity", ParamKind::Interface, true},
-  };
-  return formals;
-}
-
 // The two answered lists, position by position.
 struct Answer {
   std::vector<Entity*> children;
@@ -144,12 +134,12 @@ void Append(qm::EntityList& list, const std::vector<Entity*>& entities) {
 }
 
 void GetModelViewChildren(qmemu::HostAgentCall& call) {
-  if (!qmemu::AcceptCall(call, kPath, Formals()) || call.context == nullptr) return;
-  qm::EntityList* children = qmemu::EntityListAt(call.parameters, 0);
-  qm::EntityList* definitions = qmemu::EntityListAt(call.parameters, 2);
+  if (!qmemu::AcceptCall(call, kPath) || call.context == nullptr) return;
+  qm::EntityList* children = qmemu::EntityListAt(call.parameters, 1);
+  qm::EntityList* definitions = qmemu::EntityListAt(call.parameters, 3);
   if (children == nullptr || definitions == nullptr) return;
-  const Entity* metaDefinition = qmemu::EntityAt(call.parameters, 1);
-  const Entity* extra = qmemu::EntityAt(call.parameters, 3);
+  const Entity* metaDefinition = qmemu::EntityAt(call.parameters, 2);
+  const Entity* extra = qmemu::EntityAt(call.parameters, 4);
 
   Answer answer = ListChildren(call.model, *call.context, metaDefinition);
   if (extra != nullptr) answer = KeepPathTo(answer, extra);
@@ -158,6 +148,6 @@ void GetModelViewChildren(qmemu::HostAgentCall& call) {
   Append(*definitions, answer.definitions);
 }
 
-const qmemu::HostAgentRegistration registration{kPath, Formals(), GetModelViewChildren};
+const qmemu::HostAgentRegistration registration{kPath, GetModelViewChildren};
 
 }  // namespace

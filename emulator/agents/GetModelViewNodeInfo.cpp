@@ -21,14 +21,6 @@ using qmemu::ParamKind;
 
 const char kPath[] = "@VELExtensionManagement@GetModelViewNodeInfo";
 
-const std::vector<qmemu::FormalParameter>& Formals() {
-  static const std::vector<qmemu::FormalParameter> formals = {
-      {"text", ParamKind::Text, false},
-      {"metaDefinition", ParamKind::Interface, false},
-  };
-  return formals;
-}
-
 const std::string& TextOf(const Entity& entity) {
   if (entity.hasValue("ModelViewText")) return entity.value("ModelViewText");
   if (!entity.name().empty()) return entity.name();
@@ -36,12 +28,12 @@ const std::string& TextOf(const Entity& entity) {
 }
 
 void GetModelViewNodeInfo(qmemu::HostAgentCall& call) {
-  if (!qmemu::AcceptCall(call, kPath, Formals()) || call.context == nullptr) return;
-  const Entity* metaDefinition = qmemu::EntityAt(call.parameters, 1);
+  if (!qmemu::AcceptCall(call, kPath) || call.context == nullptr) return;
+  const Entity* metaDefinition = qmemu::EntityAt(call.parameters, 2);
   const bool attributeNode = metaDefinition != nullptr && metaDefinition->isKindOf("Attribute");
-  qmemu::SetTextAt(call.parameters, 0, TextOf(attributeNode ? *metaDefinition : *call.context));
+  qmemu::SetTextAt(call.parameters, 1, TextOf(attributeNode ? *metaDefinition : *call.context));
 }
 
-const qmemu::HostAgentRegistration registration{kPath, Formals(), GetModelViewNodeInfo};
+const qmemu::HostAgentRegistration registration{kPath, GetModelViewNodeInfo};
 
 }  // namespace

@@ -23,13 +23,6 @@ namespace {
 
 const char kPath[] = "@VELExtensionManagement@GetPropertyEditorPage";
 
-const std::vector<qmemu::FormalParameter>& Formals() {
-  static const std::vector<qmemu::FormalParameter> formals = {{"page", qmemu::ParamKind::Text, false},
-                                                              {"context", qmemu::ParamKind::Interface, true},
-                                                              {"entities", qmemu::ParamKind::EntityList, true}};
-  return formals;
-}
-
 // `text` as the contents of a double-quoted ControlInfo string.
 std::string QuoteForPage(const std::string& text) {
   std::string quoted;
@@ -48,10 +41,10 @@ std::string PageOf(const qmemu::Entity& entity) {
 }
 
 void GetPropertyEditorPage(qmemu::HostAgentCall& call) {
-  if (!qmemu::AcceptCall(call, kPath, Formals()) || call.context == nullptr) return;
-  qmemu::SetTextAt(call.parameters, 0, PageOf(*call.context));
+  if (!qmemu::AcceptCall(call, kPath) || call.context == nullptr) return;
+  qmemu::SetTextAt(call.parameters, 1, PageOf(*call.context));
 }
 
-const qmemu::HostAgentRegistration kRegistration{kPath, Formals(), GetPropertyEditorPage};
+const qmemu::HostAgentRegistration kRegistration{kPath, GetPropertyEditorPage};
 
 }  // namespace

@@ -12,8 +12,8 @@ namespace qmemu {
 namespace {
 
 void WriteXMLToString(HostAgentCall& call) {
-  qm::AgentParameter* xml = ParameterAt(call.parameters, 0);
-  qm::AgentParameter* compact = ParameterAt(call.parameters, 1);
+  qm::AgentParameter* xml = ParameterAt(call.parameters, 1);
+  qm::AgentParameter* compact = ParameterAt(call.parameters, 2);
   if (call.context == nullptr || xml == nullptr || compact == nullptr) return;
   if (ParameterValue::Of(*xml).kind != ParamKind::Text || ParameterValue::Of(*compact).kind != ParamKind::Boolean) {
     return;
@@ -21,10 +21,7 @@ void WriteXMLToString(HostAgentCall& call) {
   ParameterValue::Of(*xml).text = WriteSvgXml(*call.context, ParameterValue::Of(*compact).boolean);
 }
 
-const HostAgentRegistration registration{
-    "@VELXMLFramework@WriteXMLToString",
-    {{"xml", ParamKind::Text, false}, {"compact", ParamKind::Boolean, false}},
-    WriteXMLToString};
+const HostAgentRegistration registration{"@VELXMLFramework@WriteXMLToString", WriteXMLToString};
 
 }  // namespace
 }  // namespace qmemu

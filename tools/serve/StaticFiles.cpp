@@ -1,4 +1,4 @@
-#include "tools/StaticFiles.h"
+#include "tools/serve/StaticFiles.h"
 
 #include <sys/stat.h>
 

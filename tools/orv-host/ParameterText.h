@@ -6,8 +6,8 @@
 //   @-      the bytes of standard input (once per call)
 //   @@...   the text after the first "@" (a literal leading "@")
 // Any other argument is the text itself.
-#ifndef TOOLS_PARAMETERTEXT_H_
-#define TOOLS_PARAMETERTEXT_H_
+#ifndef TOOLS_ORV_HOST_PARAMETERTEXT_H_
+#define TOOLS_ORV_HOST_PARAMETERTEXT_H_
 
 #include <string>
 
@@ -33,4 +33,4 @@ class ParameterTextReader {
 
 }  // namespace orvtool
 
-#endif  // TOOLS_PARAMETERTEXT_H_
+#endif  // TOOLS_ORV_HOST_PARAMETERTEXT_H_

@@ -2,13 +2,13 @@
 // client fills it, by running the plug-in's GetModelViewChildNodes on the
 // root and then on every node that has children, and prints one line per
 // node.
-#ifndef TOOLS_EXPLORER_H_
-#define TOOLS_EXPLORER_H_
+#ifndef TOOLS_ORV_HOST_EXPLORER_H_
+#define TOOLS_ORV_HOST_EXPLORER_H_
 
 #include <ostream>
 #include <string>
 
-#include "emulator/Session.h"
+#include "emulator/CallService.h"
 
 namespace orvtool {
 
@@ -22,11 +22,14 @@ constexpr int kMaxExplorerDepth = 32;
 //   for an attribute node, "  <modelguid>", "  icon <icon>", and
 //   "  (in a diagram)" when the node is visual.
 // A node that the agent answers with an error message gets a line
-// "! <message>" in place of its children. Returns false, with the reason in
-// `error`, when the agent cannot be run or answers text that is not the
-// expected JSON; what was printed until then stays printed.
-bool PrintExplorerTree(qmemu::Session& session, std::ostream& out, std::string& error);
+// "! <message>" in place of its children. Every call goes through `agents`
+// (each with its own budget). Returns the outcome of the first call that
+// ended the walk (refused, a budget, unknown, a host fault; a host fault as
+// well when the agent answers text that is not the expected JSON), or
+// answered when the whole tree was printed; what was printed until then
+// stays printed.
+qmemu::Outcome PrintExplorerTree(qmemu::CallService& agents, std::ostream& out);
 
 }  // namespace orvtool
 
-#endif  // TOOLS_EXPLORER_H_
+#endif  // TOOLS_ORV_HOST_EXPLORER_H_

@@ -1,4 +1,4 @@
-#include "tools/Explorer.h"
+#include "tools/orv-host/Explorer.h"
 
 #include <set>
 #include <utility>
@@ -8,6 +8,8 @@
 
 namespace orvtool {
 namespace {
+
+const char kAgent[] = "GetModelViewChildNodes";
 
 // One node as the agent answers it.
 struct Node {
@@ -38,24 +40,33 @@ bool ParseNodes(const std::string& answer, std::vector<Node>& nodes) {
 
 class Walk {
  public:
-  Walk(qmemu::Session& session, std::ostream& out) : session_(session), out_(out) {}
+  Walk(qmemu::CallService& agents, std::ostream& out) : agents_(agents), out_(out) {}
 
-  // Prints the children of (`guid`, `metaguid`) at `depth`; "" asks for the root.
-  bool Expand(const std::string& guid, const std::string& metaguid, int depth, std::string& error) {
-    qmemu::AgentRun run;
-    if (!session_.Run("GetModelViewChildNodes", "", {guid, metaguid, "", ""}, run, error)) return false;
+  // Prints the children of (`guid`, `metaguid`) at `depth`; "" asks for the
+  // root. The outcome of the call that failed goes into `failure`.
+  bool Expand(const std::string& guid, const std::string& metaguid, int depth, qmemu::Outcome& failure) {
+    qmemu::CallRequest call;
+    call.agent = kAgent;
+    call.parameters = qmemu::FindAgentEntry(kAgent)->Texts({{"parentGuid", guid}, {"parentMetaGuid", metaguid}});
+    qmemu::CallResult result = agents_.Call(call);
     const std::string indent(2 * static_cast<std::size_t>(depth), ' ');
-    if (!run.messages.empty()) {
-      error = "the host refused the call: " + run.messages.front();
-      return false;
-    }
-    if (!run.parameters[3].empty()) {
-      out_ << indent << "! " << run.parameters[3] << "\n";
+    if (result.outcome.IsAgentError()) {
+      out_ << indent << "! " << result.outcome.text() << "\n";
       return true;
     }
+    if (result.outcome.IsRefused()) {
+      failure = qmemu::Outcome::Refused("the host refused the call: " + result.outcome.messages().front(),
+                                        result.outcome.messages());
+      return false;
+    }
+    if (!result.outcome.IsAnswered()) {
+      failure = result.outcome;
+      return false;
+    }
+    const std::string answer = result.Answer(kAgent);
     std::vector<Node> nodes;
-    if (!ParseNodes(run.parameters[2], nodes)) {
-      error = "GetModelViewChildNodes answered what is not a node list: " + run.parameters[2];
+    if (!ParseNodes(answer, nodes)) {
+      failure = qmemu::Outcome::HostFault(std::string(kAgent) + " answered what is not a node list: " + answer);
       return false;
     }
     for (const Node& node : nodes) {
@@ -67,7 +78,7 @@ class Walk {
       } else if (!path_.insert(key).second) {
         out_ << indent << "  ... (already shown above: the tree turns back here)\n";
       } else {
-        bool ok = Expand(node.modelguid, node.metaguid, depth + 1, error);
+        bool ok = Expand(node.modelguid, node.metaguid, depth + 1, failure);
         path_.erase(key);
         if (!ok) return false;
       }
@@ -88,15 +99,17 @@ class Walk {
     out_ << "\n";
   }
 
-  qmemu::Session& session_;
+  qmemu::CallService& agents_;
   std::ostream& out_;
   std::set<std::pair<std::string, std::string>> path_;  // nodes being expanded, root to here
 };
 
 }  // namespace
 
-bool PrintExplorerTree(qmemu::Session& session, std::ostream& out, std::string& error) {
-  return Walk(session, out).Expand("", "", 0, error);
+qmemu::Outcome PrintExplorerTree(qmemu::CallService& agents, std::ostream& out) {
+  qmemu::Outcome failure = qmemu::Outcome::Answered();
+  Walk(agents, out).Expand("", "", 0, failure);
+  return failure;
 }
 
 }  // namespace orvtool

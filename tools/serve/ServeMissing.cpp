@@ -1,7 +1,7 @@
 // Builds without the HTTP library (the i386 build) have no server.
 #include <iostream>
 
-#include "tools/Serve.h"
+#include "tools/serve/Serve.h"
 
 namespace orvtool {
 

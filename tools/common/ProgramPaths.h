@@ -1,7 +1,7 @@
 // Where orv-host finds what it ships with: paths relative to its own
 // executable, so that the build tree and an installed tree look alike.
-#ifndef TOOLS_PROGRAMPATHS_H_
-#define TOOLS_PROGRAMPATHS_H_
+#ifndef TOOLS_COMMON_PROGRAMPATHS_H_
+#define TOOLS_COMMON_PROGRAMPATHS_H_
 
 #include <string>
 
@@ -21,4 +21,4 @@ std::string DefaultWebDirectory();
 
 }  // namespace orvtool
 
-#endif  // TOOLS_PROGRAMPATHS_H_
+#endif  // TOOLS_COMMON_PROGRAMPATHS_H_

@@ -1,4 +1,4 @@
-#include "tools/Serve.h"
+#include "tools/serve/Serve.h"
 
 #include <httplib.h>
 #include <pthread.h>
@@ -10,12 +10,14 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "emulator/Session.h"
-#include "tools/AgentService.h"
-#include "tools/HttpRoutes.h"
-#include "tools/ProgramPaths.h"
-#include "tools/StaticFiles.h"
+#include "emulator/CallService.h"
+#include "tools/serve/HttpRoutes.h"
+#include "tools/common/Options.h"
+#include "tools/common/ProgramPaths.h"
+#include "tools/serve/StaticFiles.h"
 
 namespace orvtool {
 namespace {
@@ -25,7 +27,8 @@ const char kUsage[] =
     "\n"
     "Loads the model file MODEL and the plug-in once and serves the browser\n"
     "client and its HTTP API (docs/http-api.md) until SIGINT or SIGTERM.\n"
-    "Agents run one at a time, as in the host.\n"
+    "Links, property-page and explorer calls run side by side; diagram (SVG)\n"
+    "calls run one at a time.\n"
     "\n"
     "options:\n"
     "  --bind ADDR              address to listen on (default 127.0.0.1; 0.0.0.0\n"
@@ -44,73 +47,50 @@ const char kUsage[] =
     "  --help                   this text\n"
     "\n"
     "It prints one line with its URL once it listens. A call that outlives its\n"
-    "deadline or operation budget is stopped from its next host operation and\n"
-    "answered with status 504.\n";
+    "deadline or operation budget is stopped through its host operations and\n"
+    "answered with status 504. Statuses of every outcome: docs/http-api.md.\n";
 
 struct ServeOptions {
   std::string model, bind = "127.0.0.1", plugin, web;
   long port = 8080;
   long maxBody = 16L * 1024 * 1024;
-  CallLimits limits;
+  qmemu::CallLimits limits;
 };
 
-int Usage(const std::string& problem) {
-  std::cerr << "orv-host serve: " << problem << "\n(see orv-host serve --help)\n";
-  return 1;
-}
+const char kProgram[] = "orv-host serve";
 
-// Reads a whole number from min to max; false when `text` is anything else.
-bool ParseNumber(const std::string& text, double min, double max, double& number) {
-  char* end = nullptr;
-  number = std::strtod(text.c_str(), &end);
-  return !text.empty() && end != nullptr && *end == '\0' && number >= min && number <= max;
+int Usage(const std::string& problem) {
+  std::cerr << OptionParser(kProgram).UsageError(problem);
+  return 1;
 }
 
 // Returns -1 to go on, else the exit status.
 int ParseServeOptions(int argc, char** argv, ServeOptions& options) {
-  for (int i = 1; i < argc; ++i) {
-    std::string arg = argv[i];
-    if (arg == "--help" || arg == "-h") {
-      std::cout << kUsage;
-      return 0;
-    }
-    if (arg.rfind("--", 0) != 0) {
-      if (!options.model.empty()) return Usage("unexpected argument '" + arg + "'");
-      options.model = arg;
-      continue;
-    }
-    if (i + 1 >= argc) return Usage(arg + " needs a value");
-    std::string value = argv[++i];
-    double number = 0;
-    if (arg == "--bind") {
-      options.bind = value;
-    } else if (arg == "--plugin") {
-      options.plugin = value;
-    } else if (arg == "--web") {
-      options.web = value;
-    } else if (arg == "--port") {
-      if (!ParseNumber(value, 0, 65535, number) || number != static_cast<long>(number)) {
-        return Usage("--port expects a whole number from 0 to 65535, got '" + value + "'");
-      }
-      options.port = static_cast<long>(number);
-    } else if (arg == "--timeout") {
-      if (!ParseNumber(value, 0, 1e6, number)) return Usage("--timeout expects seconds from 0 to 1000000, got '" + value + "'");
-      options.limits.seconds = number;
-    } else if (arg == "--max-operations") {
-      if (!ParseNumber(value, 0, 1e15, number) || number != static_cast<double>(static_cast<std::uint64_t>(number))) {
-        return Usage("--max-operations expects a whole number, got '" + value + "'");
-      }
-      options.limits.maxOperations = static_cast<std::uint64_t>(number);
-    } else if (arg == "--max-body") {
-      if (!ParseNumber(value, 1, 1e10, number) || number != static_cast<long>(number)) {
-        return Usage("--max-body expects a whole number of bytes, got '" + value + "'");
-      }
-      options.maxBody = static_cast<long>(number);
-    } else {
-      return Usage("unknown option " + arg);
-    }
+  bool help = false;
+  double port = static_cast<double>(options.port), maxBody = static_cast<double>(options.maxBody);
+  double maxOperations = static_cast<double>(options.limits.maxOperations);
+  OptionParser parser(kProgram);
+  parser.Flag("--help", &help, "-h");
+  parser.Text("--bind", &options.bind);
+  parser.Text("--plugin", &options.plugin);
+  parser.Text("--web", &options.web);
+  parser.Number("--port", 0, 65535, true, "a whole number from 0 to 65535", &port);
+  parser.Number("--timeout", 0, 1e6, false, "seconds from 0 to 1000000", &options.limits.seconds);
+  parser.Number("--max-operations", 0, 1e15, true, "a whole number", &maxOperations);
+  parser.Number("--max-body", 1, 1e10, true, "a whole number of bytes", &maxBody);
+  std::vector<std::string> positional;
+  std::string error;
+  if (!parser.Parse(argc, argv, positional, error)) return Usage(error);
+  if (help) {
+    std::cout << kUsage;
+    return 0;
   }
-  if (options.model.empty()) return Usage("expected a model file");
+  if (positional.size() > 1) return Usage("unexpected argument '" + positional[1] + "'");
+  if (positional.empty()) return Usage("expected a model file");
+  options.model = positional[0];
+  options.port = static_cast<long>(port);
+  options.maxBody = static_cast<long>(maxBody);
+  options.limits.maxOperations = static_cast<std::uint64_t>(maxOperations);
   if (options.plugin.empty()) options.plugin = DefaultPluginPath();
   return -1;
 }
@@ -161,7 +141,7 @@ int RunServe(int argc, char** argv) {
   }
   StaticFiles files;
   if (!OpenWeb(options, files)) return 2;
-  AgentService agents(*session, options.limits);
+  qmemu::CallService agents(*session, options.limits, qmemu::AgentReach::kPluginAgents);
 
   // The signals are taken by one thread of their own: blocked here, before
   // any thread starts, so that every thread inherits the mask.
@@ -179,8 +159,8 @@ int RunServe(int argc, char** argv) {
     server.set_keep_alive_timeout(2);  // bounds how long a stop waits for idle connections
     server.set_keep_alive_max_count(1000);
     server.set_tcp_nodelay(true);  // answers leave at once, not after the peer's delayed ack
-    // Enough workers for a few browser tabs and a load test; agent calls
-    // still run one at a time.
+    // Enough workers for a few browser tabs and a load test; the call
+    // service lets independent agent calls run side by side.
     server.new_task_queue = [] { return new httplib::ThreadPool(16); };
     if (options.port == 0) {
       port = server.bind_to_any_port(options.bind);

@@ -1,6 +1,6 @@
 // Tests of the HTTP layer's pure parts: the agent route's body, statuses
 // and error bodies.
-#include "tools/HttpRoutes.h"
+#include "tools/serve/HttpRoutes.h"
 
 #include <gtest/gtest.h>
 
@@ -48,16 +48,41 @@ TEST(HttpRoutes, ParsesTheAgentBody) {
   }
 }
 
-TEST(HttpRoutes, StatusOfEveryOutcome) {
-  struct Case {
-    CallOutcome outcome;
+using qmemu::CallResult;
+using qmemu::Outcome;
+
+CallResult ResultOf(Outcome outcome) {
+  CallResult result;
+  result.outcome = std::move(outcome);
+  return result;
+}
+
+// One row per outcome: the status and body the server answers, the status
+// from the same table as orv-host's exit status.
+TEST(HttpRoutes, FailureAnswerOfEveryOutcome) {
+  const struct {
+    Outcome outcome;
     int status;
-  } cases[] = {
-      {CallOutcome::kDone, 200},       {CallOutcome::kUnknownAgent, 404}, {CallOutcome::kUnknownEntity, 404},
-      {CallOutcome::kRefused, 422},    {CallOutcome::kAgentError, 422},   {CallOutcome::kCutOff, 504},
-      {CallOutcome::kEscaped, 500},
+    const char* body;
+  } rows[] = {
+      {Outcome::AgentError("Invalid control string."), 422, R"({"error":"Invalid control string."})"},
+      {Outcome::Refused("the host refused the parameters of X", {"first", "second"}), 422,
+       R"({"error":"the host refused the parameters of X","messages":["first","second"]})"},
+      {Outcome::UnknownAgent("unknown agent 'X'"), 404, R"({"error":"unknown agent 'X'"})"},
+      {Outcome::UnknownEntity("unknown entity 'a\"b'"), 404, R"({"error":"unknown entity 'a\"b'"})"},
+      {Outcome::BudgetSpent(true, "late"), 504, R"({"error":"late"})"},
+      {Outcome::BudgetSpent(false, "spent"), 504, R"({"error":"spent"})"},
+      {Outcome::HostFault("escaped"), 500, R"({"error":"escaped"})"},
   };
-  for (const Case& c : cases) EXPECT_EQ(StatusOf(c.outcome), c.status) << static_cast<int>(c.outcome);
+  for (const auto& row : rows) {
+    CallResult result = ResultOf(row.outcome);
+    result.run.messages = {"not shown unless refused"};
+    HttpAnswer answer = FailureAnswer(result);
+    EXPECT_EQ(answer.status, row.status) << row.body;
+    EXPECT_EQ(answer.status, qmemu::OutcomeRowOf(row.outcome.kind()).httpStatus);
+    EXPECT_EQ(answer.contentType, "application/json");
+    EXPECT_EQ(answer.body, row.body);
+  }
 }
 
 TEST(HttpRoutes, ErrorBodies) {
@@ -65,27 +90,6 @@ TEST(HttpRoutes, ErrorBodies) {
   EXPECT_EQ(answer.status, 404);
   EXPECT_EQ(answer.contentType, "application/json");
   EXPECT_EQ(answer.body, R"({"error":"unknown entity 'a\"b'"})");
-
-  CallResult refused;
-  refused.outcome = CallOutcome::kRefused;
-  refused.error = "the host refused the parameters of X";
-  refused.run.messages = {"first", "second"};
-  answer = FailureAnswer(refused);
-  EXPECT_EQ(answer.status, 422);
-  EXPECT_EQ(answer.body, R"({"error":"the host refused the parameters of X","messages":["first","second"]})");
-
-  CallResult message;
-  message.outcome = CallOutcome::kAgentError;
-  message.error = "Invalid control string.";
-  message.run.messages = {"not shown"};
-  answer = FailureAnswer(message);
-  EXPECT_EQ(answer.status, 422);
-  EXPECT_EQ(answer.body, R"({"error":"Invalid control string."})");
-
-  CallResult cut;
-  cut.outcome = CallOutcome::kCutOff;
-  cut.error = "stopped";
-  EXPECT_EQ(FailureAnswer(cut).status, 504);
 }
 
 TEST(HttpRoutes, AgentRunJsonKeepsTextsAndReplacesBytesThatAreNotUtf8) {

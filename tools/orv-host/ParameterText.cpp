@@ -1,4 +1,4 @@
-#include "tools/ParameterText.h"
+#include "tools/orv-host/ParameterText.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,11 +1,10 @@
-#include "tools/HttpRoutes.h"
+#include "tools/serve/HttpRoutes.h"
 
 #include <httplib.h>
 
 #include <exception>
 #include <nlohmann/json.hpp>
 
-#include "tools/ErIcon.h"
 
 namespace orvtool {
 namespace {
@@ -19,16 +18,26 @@ void Send(httplib::Response& response, const HttpAnswer& answer) {
   response.set_content(answer.body, answer.contentType.c_str());
 }
 
-// Runs one agent for a client route and answers the text of parameter
-// `answerPosition` (1-based) byte for byte with the media type `type`.
-HttpAnswer AgentText(AgentService& agents, const CallRequest& request, std::size_t answerPosition,
-                     const char* type) {
+using qmemu::CallRequest;
+using qmemu::CallResult;
+using qmemu::CallService;
+
+// A call of the plug-in agent `agent` with the inputs named as in the agent
+// table; every other parameter up to the last required one is "".
+CallRequest Request(const char* agent, const std::vector<std::pair<std::string, std::string>>& inputs) {
+  CallRequest call;
+  call.agent = agent;
+  const qmemu::AgentEntry* entry = qmemu::FindAgentEntry(agent);
+  if (entry != nullptr) call.parameters = entry->Texts(inputs);
+  return call;
+}
+
+// Runs one agent for a client route and answers the text of its answer
+// parameter (from the agent table) byte for byte with the media type `type`.
+HttpAnswer AgentText(CallService& agents, const CallRequest& request, const char* type) {
   CallResult result = agents.Call(request);
-  if (result.outcome != CallOutcome::kDone) return FailureAnswer(result);
-  HttpAnswer answer;
-  if (answerPosition <= result.run.parameters.size()) answer.body = result.run.parameters[answerPosition - 1];
-  answer.contentType = type;
-  return answer;
+  if (!result.outcome.IsAnswered()) return FailureAnswer(result);
+  return HttpAnswer{200, result.Answer(request.agent), type};
 }
 
 // A query parameter that is either absent (`fallback`) or one of two words.
@@ -39,7 +48,7 @@ bool ChoiceParameter(const httplib::Request& request, const char* name, const ch
   return value == first || value == second;
 }
 
-void AgentRoute(AgentService& agents, const httplib::Request& request, httplib::Response& response) {
+void AgentRoute(CallService& agents, const httplib::Request& request, httplib::Response& response) {
   CallRequest call;
   call.agent = request.matches[1];
   std::string error;
@@ -48,54 +57,48 @@ void AgentRoute(AgentService& agents, const httplib::Request& request, httplib::
     return;
   }
   CallResult result = agents.Call(call);
-  if (result.outcome != CallOutcome::kDone) {
+  if (!result.outcome.IsAnswered()) {
     Send(response, FailureAnswer(result));
     return;
   }
   Send(response, HttpAnswer{200, AgentRunJson(result), "application/json"});
 }
 
-void ExplorerRoute(AgentService& agents, const httplib::Request& request, httplib::Response& response) {
-  CallRequest call;
-  call.agent = "GetModelViewChildNodes";
+void ExplorerRoute(CallService& agents, const httplib::Request& request, httplib::Response& response) {
   std::string node = request.get_param_value("node");
-  call.parameters = {node, request.get_param_value("metaguid"), "", ""};
+  CallRequest call =
+      Request("GetModelViewChildNodes", {{"parentGuid", node}, {"parentMetaGuid", request.get_param_value("metaguid")}});
   if (!node.empty()) call.entities.push_back(node);
-  Send(response, AgentText(agents, call, 3, "application/json"));
+  Send(response, AgentText(agents, call, "application/json"));
 }
 
-void LinksRoute(AgentService& agents, const httplib::Request& request, httplib::Response& response) {
-  CallRequest call;
-  call.agent = "GetNativeLinkInformation";
-  call.parameters = {request.matches[1], ""};
+void LinksRoute(CallService& agents, const httplib::Request& request, httplib::Response& response) {
+  CallRequest call = Request("GetNativeLinkInformation", {{"guid", request.matches[1]}});
   call.entities.push_back(request.matches[1]);
-  Send(response, AgentText(agents, call, 2, "application/json"));
+  Send(response, AgentText(agents, call, "application/json"));
 }
 
-void PageRoute(AgentService& agents, const httplib::Request& request, httplib::Response& response) {
+void PageRoute(CallService& agents, const httplib::Request& request, httplib::Response& response) {
   std::string route;
   if (!ChoiceParameter(request, "route", "controls", "transform", "controls", route)) {
     Send(response, ErrorAnswer(400, "route must be controls or transform, not '" + route + "'"));
     return;
   }
-  CallRequest call;
   std::string guid = request.matches[1];
   if (route == "controls") {
-    // The host's parse, walked by the plug-in: the answer in parameter 2.
-    call.agent = "GetPropertyPageControls";
-    call.parameters = {guid, "", ""};
+    // The host's parse, walked by the plug-in.
+    CallRequest call = Request("GetPropertyPageControls", {{"guid", guid}});
     call.entities.push_back(guid);
-    Send(response, AgentText(agents, call, 2, "application/json"));
+    Send(response, AgentText(agents, call, "application/json"));
   } else {
-    // The library's parse: the agent runs on the entity and overwrites parameter 1.
-    call.agent = "TransformControlInfoToJason";
+    // The library's parse: the agent runs on the entity itself.
+    CallRequest call = Request("TransformControlInfoToJason", {});
     call.context = guid;
-    call.parameters = {""};
-    Send(response, AgentText(agents, call, 1, "application/json"));
+    Send(response, AgentText(agents, call, "application/json"));
   }
 }
 
-void SvgRoute(AgentService& agents, const httplib::Request& request, httplib::Response& response) {
+void SvgRoute(CallService& agents, const httplib::Request& request, httplib::Response& response) {
   std::string refresh;
   if (!ChoiceParameter(request, "refresh", "true", "false", "false", refresh)) {
     Send(response, ErrorAnswer(400, "refresh must be true or false, not '" + refresh + "'"));
@@ -105,11 +108,10 @@ void SvgRoute(AgentService& agents, const httplib::Request& request, httplib::Re
     Send(response, ErrorAnswer(400, "the body is no JSON text"));
     return;
   }
-  CallRequest call;
-  call.agent = "GenerateSVGWithAnnotations";
+  CallRequest call =
+      Request("GenerateSVGWithAnnotations", {{"clientJson", request.body}, {"refresh", refresh == "true" ? "t" : "f"}});
   call.context = request.matches[1];
-  call.parameters = {request.body, "", refresh == "true" ? "t" : "f"};
-  HttpAnswer answer = AgentText(agents, call, 2, "image/svg+xml");
+  HttpAnswer answer = AgentText(agents, call, "image/svg+xml");
   if (answer.status == 200 && answer.body.empty()) {
     answer = ErrorAnswer(422, "no SVG for '" + call.context + "': it is no diagram and shows in none");
   }
@@ -152,23 +154,10 @@ HttpAnswer ErrorAnswer(int status, const std::string& message) {
   return HttpAnswer{status, Dump(Json{{"error", message}}), "application/json"};
 }
 
-int StatusOf(CallOutcome outcome) {
-  switch (outcome) {
-    case CallOutcome::kDone: return 200;
-    case CallOutcome::kUnknownAgent:
-    case CallOutcome::kUnknownEntity: return 404;
-    case CallOutcome::kRefused:
-    case CallOutcome::kAgentError: return 422;
-    case CallOutcome::kCutOff: return 504;
-    case CallOutcome::kEscaped: return 500;
-  }
-  return 500;
-}
-
 HttpAnswer FailureAnswer(const CallResult& result) {
-  int status = StatusOf(result.outcome);
-  if (result.outcome != CallOutcome::kRefused) return ErrorAnswer(status, result.error);
-  Json body = {{"error", result.error}, {"messages", result.run.messages}};
+  const int status = qmemu::OutcomeRowOf(result.outcome.kind()).httpStatus;
+  if (!result.outcome.IsRefused()) return ErrorAnswer(status, result.outcome.text());
+  Json body = {{"error", result.outcome.text()}, {"messages", result.outcome.messages()}};
   return HttpAnswer{status, Dump(body), "application/json"};
 }
 
@@ -218,7 +207,7 @@ std::string AgentRunJson(const CallResult& result) {
   return Dump(body);
 }
 
-void InstallRoutes(httplib::Server& server, AgentService& agents, const StaticFiles& files) {
+void InstallRoutes(httplib::Server& server, CallService& agents, const StaticFiles& files) {
   using Request = httplib::Request;
   using Response = httplib::Response;
   server.Post(R"(/api/agents/([^/]+))", [&](const Request& q, Response& r) { AgentRoute(agents, q, r); });
@@ -226,7 +215,6 @@ void InstallRoutes(httplib::Server& server, AgentService& agents, const StaticFi
   server.Get(R"(/api/elements/([^/]+)/links)", [&](const Request& q, Response& r) { LinksRoute(agents, q, r); });
   server.Get(R"(/api/elements/([^/]+)/page)", [&](const Request& q, Response& r) { PageRoute(agents, q, r); });
   server.Post(R"(/api/diagrams/([^/]+)/svg)", [&](const Request& q, Response& r) { SvgRoute(agents, q, r); });
-  server.Get("/ERIcon.gif", [](const Request&, Response& r) { Send(r, HttpAnswer{200, ErIconGif(), "image/gif"}); });
   auto unknown = [](const Request& q, Response& r) { Send(r, ErrorAnswer(404, "unknown route " + q.method + " " + q.path)); };
   server.Get(R"(/api/.*)", unknown);
   server.Post(R"(/api/.*)", unknown);

@@ -1,15 +1,17 @@
 // The server's HTTP API: the routes of the browser client, the generic
 // agent route, the external-reference icon and the client's static files.
-// Every route that runs an agent goes through one AgentService; every
-// failure answers a JSON body {"error": "..."} with a fitting status.
-#ifndef TOOLS_HTTPROUTES_H_
-#define TOOLS_HTTPROUTES_H_
+// Every route that runs an agent goes through one CallService; every
+// failure answers a JSON body {"error": "..."} with the status of its
+// outcome (qmemu::OutcomeTable, the same table orv-host's exit statuses
+// come from).
+#ifndef TOOLS_SERVE_HTTPROUTES_H_
+#define TOOLS_SERVE_HTTPROUTES_H_
 
 #include <string>
 #include <vector>
 
-#include "tools/AgentService.h"
-#include "tools/StaticFiles.h"
+#include "emulator/CallService.h"
+#include "tools/serve/StaticFiles.h"
 
 namespace httplib {
 class Server;
@@ -27,15 +29,10 @@ struct HttpAnswer {
 // {"error": message} with `status`.
 HttpAnswer ErrorAnswer(int status, const std::string& message);
 
-// The status of a call's outcome: 200 done, 404 unknown agent or entity,
-// 422 refused by the host or the agent's own error message, 504 stopped by
-// its budget, 500 an exception that left the agent.
-int StatusOf(CallOutcome outcome);
-
-// The error answer of a failed call (anything but kDone): its error text,
-// and for a refusal the host's messages as well
+// The error answer of a call that was not answered: the status of its
+// outcome, its text, and for a refusal the host's messages as well
 // ({"error": "...", "messages": ["...", ...]}).
-HttpAnswer FailureAnswer(const CallResult& result);
+HttpAnswer FailureAnswer(const qmemu::CallResult& result);
 
 // Reads the body of the generic agent route:
 //   {"context": "GUID or @Path@", "parameters": ["text", ...]}
@@ -48,11 +45,11 @@ bool ParseAgentBody(const std::string& body, std::string& context, std::vector<s
 // The answer of the generic agent route for a done call:
 //   {"parameters": [...], "messages": [...], "hostOperations": N, "milliseconds": M}
 // Bytes that are not UTF-8 are replaced by U+FFFD, as JSON text must be UTF-8.
-std::string AgentRunJson(const CallResult& result);
+std::string AgentRunJson(const qmemu::CallResult& result);
 
 // Registers every route on `server`; `agents` and `files` must outlive it.
-void InstallRoutes(httplib::Server& server, AgentService& agents, const StaticFiles& files);
+void InstallRoutes(httplib::Server& server, qmemu::CallService& agents, const StaticFiles& files);
 
 }  // namespace orvtool
 
-#endif  // TOOLS_HTTPROUTES_H_
+#endif  // TOOLS_SERVE_HTTPROUTES_H_

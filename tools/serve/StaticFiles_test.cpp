@@ -1,5 +1,5 @@
 // Tests of the web root: what is served, and that nothing outside it is.
-#include "tools/StaticFiles.h"
+#include "tools/serve/StaticFiles.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -2,8 +2,8 @@
 // is served only when its canonical path lies inside the canonical root, so
 // "..", absolute paths and symbolic links that lead out of the root are all
 // refused.
-#ifndef TOOLS_STATICFILES_H_
-#define TOOLS_STATICFILES_H_
+#ifndef TOOLS_SERVE_STATICFILES_H_
+#define TOOLS_SERVE_STATICFILES_H_
 
 #include <string>
 
@@ -44,4 +44,4 @@ bool ReadWholeFile(const std::string& path, std::string& content);
 
 }  // namespace orvtool
 
-#endif  // TOOLS_STATICFILES_H_
+#endif  // TOOLS_SERVE_STATICFILES_H_

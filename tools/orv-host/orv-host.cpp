@@ -3,25 +3,22 @@
 // after the call and the host's messages.
 #include <unistd.h>
 
-#include <chrono>
-#include <condition_variable>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <iostream>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
+#include "emulator/CallService.h"
 #include "emulator/ModelFile.h"
-#include "emulator/Session.h"
-#include "tools/Explorer.h"
-#include "tools/ParameterText.h"
-#include "tools/ProgramPaths.h"
-#include "tools/Serve.h"
+#include "tools/orv-host/Explorer.h"
+#include "tools/orv-host/ParameterText.h"
+#include "tools/common/Options.h"
+#include "tools/common/ProgramPaths.h"
+#include "tools/serve/Serve.h"
 
 namespace {
 
@@ -46,8 +43,11 @@ const char kUsage[] =
     "  --plugin PATH      the plug-in to load; default: libOrvServer.so in the\n"
     "                     directory of orv-host, else in the installed plug-in\n"
     "                     directory (" ORV_PLUGIN_DIR_FROM_BINDIR " from it)\n"
-    "  --timeout SECONDS  time limit of the agent call (default 10, 0 = none);\n"
-    "                     an agent that does not return in time ends orv-host\n"
+    "  --timeout SECONDS  deadline of the agent call (default 10, 0 = none); the\n"
+    "                     host stops a call past it through its next host\n"
+    "                     operations\n"
+    "  --max-operations N host operations the call may make (default 0 = no\n"
+    "                     limit)\n"
     "  --print N          print only the text of parameter N, byte for byte\n"
     "  --tree             print the model's entities as a tree (GUID, meta class,\n"
     "                     name, applied stereotypes) instead of running an agent;\n"
@@ -58,14 +58,16 @@ const char kUsage[] =
     "  --help             this text\n"
     "  --version          the version of orv-host\n"
     "\n"
-    "exit status: 0 done; 1 usage; 2 model or plug-in could not be loaded;\n"
-    "3 unknown agent or entity, or an exception escaped the agent;\n"
-    "4 the agent did not return in time; 5 the host refused the parameters.\n";
+    "exit status: 0 answered; 1 usage; 2 model or plug-in could not be loaded;\n"
+    "3 unknown agent or entity, or an exception escaped the agent; 4 the call\n"
+    "ran out of time or host operations; 5 the host refused the parameters;\n"
+    "7 the agent wrote its error parameter (docs/cli.md has the table).\n";
 
 struct Options {
   std::string model, agent, context, plugin;
   std::vector<std::string> parameters;
   double timeout = 10;
+  double maxOperations = 0;
   long print = 0;
   bool tree = false;
   bool explore = false;
@@ -73,53 +75,41 @@ struct Options {
 
 std::string DefaultPlugin() { return orvtool::DefaultPluginPath(); }
 
+const char kProgram[] = "orv-host";
+
 int Usage(const std::string& problem) {
-  std::cerr << "orv-host: " << problem << "\n(see orv-host --help)\n";
+  std::cerr << orvtool::OptionParser(kProgram).UsageError(problem);
   return 1;
 }
 
 // Parses the command line; returns -1 to go on, else the exit status.
 int ParseOptions(int argc, char** argv, Options& options) {
+  bool help = false, version = false;
+  double print = 0;
+  orvtool::OptionParser parser(kProgram);
+  parser.Flag("--help", &help, "-h");
+  parser.Flag("--version", &version);
+  parser.Flag("--tree", &options.tree);
+  parser.Flag("--explore", &options.explore);
+  parser.Text("--context", &options.context);
+  parser.Text("--plugin", &options.plugin);
+  parser.Number("--timeout", 0, 1e6, false, "a number from 0 to 1000000", &options.timeout);
+  parser.Number("--max-operations", 0, 1e15, true, "a whole number", &options.maxOperations);
+  parser.Number("--print", 0, 1e6, false, "a number from 0 to 1000000", &print);
+  // An agent's parameters may start with "--".
+  parser.UnknownArePositionalAfter(2);
   std::vector<std::string> positional;
-  for (int i = 1; i < argc; ++i) {
-    std::string arg = argv[i];
-    auto value = [&](const char* name) -> const char* {
-      if (i + 1 >= argc) return nullptr;
-      (void)name;
-      return argv[++i];
-    };
-    if (arg == "--help" || arg == "-h") {
-      std::cout << kUsage;
-      return 0;
-    } else if (arg == "--version") {
-      std::cout << "orv-host " ORV_VERSION "\n";
-      return 0;
-    } else if (arg == "--tree") {
-      options.tree = true;
-    } else if (arg == "--explore") {
-      options.explore = true;
-    } else if (arg == "--context" || arg == "--plugin" || arg == "--timeout" || arg == "--print") {
-      const char* v = value(arg.c_str());
-      if (v == nullptr) return Usage(arg + " needs a value");
-      if (arg == "--context") options.context = v;
-      if (arg == "--plugin") options.plugin = v;
-      if (arg == "--timeout" || arg == "--print") {
-        char* end = nullptr;
-        double number = std::strtod(v, &end);
-        if (end == v || *end != '\0' || !(number >= 0) || number > 1e6) {
-          return Usage(arg + " expects a number from 0 to 1000000, got '" + v + "'");
-        }
-        if (arg == "--timeout") options.timeout = number;
-        if (arg == "--print") options.print = static_cast<long>(number);
-      }
-    } else if (arg == "--") {
-      for (++i; i < argc; ++i) positional.push_back(argv[i]);
-    } else if (arg.size() > 1 && arg[0] == '-' && arg[1] == '-' && positional.size() < 2) {
-      return Usage("unknown option " + arg);
-    } else {
-      positional.push_back(arg);
-    }
+  std::string error;
+  if (!parser.Parse(argc, argv, positional, error)) return Usage(error);
+  if (help) {
+    std::cout << kUsage;
+    return 0;
   }
+  if (version) {
+    std::cout << "orv-host " ORV_VERSION "\n";
+    return 0;
+  }
+  options.print = static_cast<long>(print);
   if (options.tree || options.explore) {
     if (options.tree && options.explore) return Usage("--tree and --explore exclude each other");
     const char* option = options.tree ? "--tree" : "--explore";
@@ -133,7 +123,7 @@ int ParseOptions(int argc, char** argv, Options& options) {
   options.agent = positional[1];
   orvtool::ParameterTextReader reader(STDIN_FILENO);
   for (std::size_t i = 2; i < positional.size(); ++i) {
-    std::string text, error;
+    std::string text;
     if (!reader.Read(positional[i], text, error)) {
       std::cerr << "orv-host: parameter " << (i - 1) << ": " << error << "\n";
       return 1;
@@ -142,36 +132,6 @@ int ParseOptions(int argc, char** argv, Options& options) {
   }
   if (options.plugin.empty()) options.plugin = DefaultPlugin();
   return -1;
-}
-
-// Runs `work` (agent calls) on a thread of its own so that a call that never
-// returns can be given up after the time limit.
-int RunWithTimeLimit(const Options& options, const std::function<bool()>& work) {
-  std::mutex mutex;
-  std::condition_variable done;
-  bool finished = false, ok = false;
-  std::thread worker([&] {
-    bool result = work();
-    std::lock_guard<std::mutex> lock(mutex);
-    ok = result;
-    finished = true;
-    done.notify_one();
-  });
-  std::unique_lock<std::mutex> lock(mutex);
-  if (options.timeout > 0) {
-    auto limit = std::chrono::duration<double>(options.timeout);
-    if (!done.wait_for(lock, limit, [&] { return finished; })) {
-      std::cerr << "orv-host: agent " << (options.explore ? "GetModelViewChildNodes" : options.agent)
-                << " did not return within " << options.timeout << " s (use --timeout to allow more)\n";
-      std::cerr.flush();
-      std::_Exit(4);  // the agent's thread cannot be stopped; leave at once
-    }
-  } else {
-    done.wait(lock, [&] { return finished; });
-  }
-  lock.unlock();
-  worker.join();
-  return ok ? 0 : 3;
 }
 
 void PrintRun(const qmemu::AgentRun& run) {
@@ -227,28 +187,38 @@ int main(int argc, char** argv) {
     std::cerr << "orv-host: " << error << "\n";
     return 2;
   }
+  qmemu::CallService agents(*session,
+                            qmemu::CallLimits{options.timeout, static_cast<std::uint64_t>(options.maxOperations)},
+                            qmemu::AgentReach::kAllAgents);
   if (options.explore) {
-    // The whole walk shares one time limit.
-    if (RunWithTimeLimit(options, [&] { return orvtool::PrintExplorerTree(*session, std::cout, error); }) != 0) {
+    qmemu::Outcome outcome = orvtool::PrintExplorerTree(agents, std::cout);
+    if (!outcome.IsAnswered()) {
       std::cout.flush();
-      std::cerr << "orv-host: " << error << "\n";
-      return 3;
+      std::cerr << "orv-host: " << outcome.text() << "\n";
     }
-    return 0;
+    return qmemu::OutcomeRowOf(outcome.kind()).exitStatus;
   }
-  qmemu::AgentRun run;
-  auto runAgent = [&] { return session->Run(options.agent, options.context, options.parameters, run, error); };
-  if (RunWithTimeLimit(options, runAgent) != 0) {
-    std::cerr << "orv-host: " << error << "\n";
-    return 3;
+  qmemu::CallRequest call;
+  call.agent = options.agent;
+  call.context = options.context;
+  call.parameters = options.parameters;
+  qmemu::CallResult result = agents.Call(call);
+  const qmemu::Outcome& outcome = result.outcome;
+  if (outcome.IsUnknown() || outcome.IsHostFault()) {
+    std::cerr << "orv-host: " << outcome.text() << "\n";
+    return qmemu::OutcomeRowOf(outcome.kind()).exitStatus;
   }
+  // Every other outcome ran the agent: its parameters are worth printing.
   if (options.print > 0) {
     std::size_t n = static_cast<std::size_t>(options.print);
-    if (n > run.parameters.size()) return Usage("--print " + std::to_string(n) + ": the call has fewer parameters");
-    std::cout << run.parameters[n - 1];
+    if (n > result.run.parameters.size()) {
+      return Usage("--print " + std::to_string(n) + ": the call has fewer parameters");
+    }
+    std::cout << result.run.parameters[n - 1];
   } else {
-    PrintRun(run);
+    PrintRun(result.run);
   }
-  for (const std::string& message : run.messages) std::cerr << "orv-host: host message: " << message << "\n";
-  return run.messages.empty() ? 0 : 5;
+  for (const std::string& message : result.run.messages) std::cerr << "orv-host: host message: " << message << "\n";
+  if (outcome.IsBudgetSpent() || outcome.IsAgentError()) std::cerr << "orv-host: " << outcome.text() << "\n";
+  return qmemu::OutcomeRowOf(outcome.kind()).exitStatus;
 }

@@ -1,8 +1,8 @@
 // `orv-host serve`: the modelling server. Loads a model file and the plug-in
 // once and answers the browser client's HTTP requests by running the
-// plug-in's agents as the host does, one at a time.
-#ifndef TOOLS_SERVE_H_
-#define TOOLS_SERVE_H_
+// plug-in's agents through the host's call service.
+#ifndef TOOLS_SERVE_SERVE_H_
+#define TOOLS_SERVE_SERVE_H_
 
 namespace orvtool {
 
@@ -15,4 +15,4 @@ int RunServe(int argc, char** argv);
 
 }  // namespace orvtool
 
-#endif  // TOOLS_SERVE_H_
+#endif  // TOOLS_SERVE_SERVE_H_

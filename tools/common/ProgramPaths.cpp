@@ -1,4 +1,4 @@
-#include "tools/ProgramPaths.h"
+#include "tools/common/ProgramPaths.h"
 
 #include <unistd.h>
 
