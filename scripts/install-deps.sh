@@ -11,13 +11,19 @@ set -euo pipefail
 demo_packages=(cmake make g++ binutils nlohmann-json3-dev googletest libgtest-dev libgmock-dev
                libcpp-httplib-dev pkgconf chromium chromium-driver python3)
 all_packages=("${demo_packages[@]}" g++-multilib libbenchmark-dev rapidjson-dev clang libclang-rt-14-dev
-              librsvg2-bin libxml2-utils valgrind python3-selenium dpkg-dev file wrk ccache libtsan2 libstdc++6:i386)
+              librsvg2-bin libxml2-utils valgrind python3-selenium python3-jsonschema python3-yaml dpkg-dev file
+              wrk ccache libtsan2 libstdc++6:i386)
 
 case "${1:-all}" in
   demo) wanted=("${demo_packages[@]}") ;;
   all) wanted=("${all_packages[@]}") ;;
   *) echo "usage: $0 [demo|all]" >&2; exit 1 ;;
 esac
+# The tests lint docs/openapi.yaml and inject axe-core with npm packages. A
+# node that came with its own npm (not Debian's) is kept as it is.
+if [ "${1:-all}" = all ] && ! command -v npm >/dev/null; then
+  wanted+=(nodejs npm)
+fi
 
 is_installed() {
   dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "install ok installed"
@@ -40,11 +46,30 @@ update_indices() {
   echo "install-deps: apt-get update failed $tries times; going on with the package lists there are" >&2
 }
 
+# The npm packages of package-lock.json, installed with 'npm ci' only when
+# node_modules was not made from this very lock file (a stamp holds its
+# checksum), so a second run needs no network.
+install_npm_packages() {
+  local root lock stamp sum
+  root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+  lock="$root/package-lock.json"
+  stamp="$root/node_modules/.installed-from-lock"
+  sum=$(sha256sum "$lock" | cut -d' ' -f1)
+  if [ -f "$stamp" ] && [ "$(cat "$stamp")" = "$sum" ]; then
+    return 0
+  fi
+  echo "install-deps: npm ci in $root"
+  (cd "$root" && npm ci --no-audit --no-fund --loglevel=error) && echo "$sum" >"$stamp"
+}
+
 missing=()
 for p in "${wanted[@]}"; do
   is_installed "$p" || missing+=("$p")
 done
-[ ${#missing[@]} -eq 0 ] && exit 0
+if [ ${#missing[@]} -eq 0 ]; then
+  [ "${1:-all}" = all ] && install_npm_packages
+  exit 0
+fi
 
 echo "installing: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
@@ -62,3 +87,5 @@ if ! apt-get install -y -qq --no-install-recommends "${missing[@]}"; then
   echo "install-deps: could not install: ${not_installed[*]:-(apt-get failed)}" >&2
   exit 1
 fi
+[ "${1:-all}" = all ] && install_npm_packages
+exit 0

@@ -23,7 +23,7 @@ from selenium.common.exceptions import TimeoutException
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.support.ui import WebDriverWait
 
-SETTINGS = {'host': '', 'model': '', 'out': ''}
+SETTINGS = {'host': '', 'model': '', 'out': '', 'root': ''}
 
 WAIT_SECONDS = 20
 SERVER_START_SECONDS = 20
@@ -86,6 +86,18 @@ class ModelServer:
         except urllib.error.HTTPError as error:
             return error.code, error.read()
 
+    def fetch(self, path, method='GET', body=None):
+        """Answers (status, content type, body bytes) of one request."""
+        data = body.encode() if isinstance(body, str) else body
+        if method == 'POST' and data is None:
+            data = b''
+        request = urllib.request.Request(self.base + path, data=data, method=method)
+        try:
+            with urllib.request.urlopen(request, timeout=WAIT_SECONDS) as response:
+                return response.status, response.headers.get('Content-Type', ''), response.read()
+        except urllib.error.HTTPError as error:
+            return error.code, error.headers.get('Content-Type', ''), error.read()
+
     def agent(self, name, parameters, context=''):
         """Runs an agent through the server's general route; answers its
         parameters after the call, as texts."""
@@ -106,13 +118,24 @@ def agent_parameter(position, agent, parameters, context=''):
     return result.stdout.decode()
 
 
-def start_chromium():
-    """A headless Chromium with a fresh profile; quit() it and remove
+def start_chromium(width=1400, dark=False):
+    """A headless Chromium with a fresh profile, `width` CSS pixels wide
+    (narrower than 500 by device emulation) and in dark mode when asked; its
+    network answers are logged (see network_answers). quit() it and remove
     `profile` when done."""
     options = webdriver.ChromeOptions()
     options.binary_location = shutil.which('chromium') or '/usr/bin/chromium'
     for flag in CHROMIUM_FLAGS:
-        options.add_argument(flag)
+        if not flag.startswith('--window-size'):
+            options.add_argument(flag)
+    options.add_argument(f'--window-size={max(width, 500)},860')
+    if width < 500:
+        options.add_experimental_option('mobileEmulation', {
+            'deviceMetrics': {'width': width, 'height': 844, 'pixelRatio': 1, 'touch': False}})
+    if dark:
+        options.add_argument('--force-dark-mode')
+        options.add_argument('--blink-settings=preferredColorScheme=0')
+    options.set_capability('goog:loggingPrefs', {'performance': 'ALL', 'browser': 'ALL'})
     profile = tempfile.mkdtemp(prefix='orv-browser-')
     options.add_argument('--user-data-dir=' + profile)
     service = Service(shutil.which('chromedriver') or '/usr/bin/chromedriver')
@@ -198,3 +221,37 @@ def screenshot(driver, name):
     driver.save_screenshot(path)
     return path
 
+
+
+def network_answers(driver):
+    """The HTTP answers the page received since the last call, from
+    Chromium's performance log: [{method, url, status, type, body}] where
+    body is the request body of a POST (or None)."""
+    requests, answers = {}, []
+    for entry in driver.get_log('performance'):
+        message = json.loads(entry['message'])['message']
+        params = message.get('params', {})
+        if message.get('method') == 'Network.requestWillBeSent':
+            request = params['request']
+            requests[params['requestId']] = (request['method'], request.get('postData'))
+        elif message.get('method') == 'Network.responseReceived':
+            response = params['response']
+            method, body = requests.get(params['requestId'], ('GET', None))
+            headers = {k.lower(): v for k, v in response.get('headers', {}).items()}
+            answers.append({'method': method, 'url': response['url'], 'status': response['status'],
+                            'type': headers.get('content-type', response.get('mimeType', '')), 'body': body})
+    return answers
+
+
+def axe_violations(driver):
+    """Runs axe-core (from the project's node_modules) on the page; answers
+    the serious and critical violations as (rule id, impact, targets)."""
+    path = os.path.join(SETTINGS['root'], 'node_modules', 'axe-core', 'axe.min.js')
+    with open(path, encoding='utf-8') as f:
+        driver.execute_script(f.read())
+    result = driver.execute_async_script("""
+        const done = arguments[arguments.length - 1];
+        axe.run(document, { resultTypes: ['violations'] })
+          .then((r) => done(r.violations.map((v) => [v.id, v.impact, v.nodes.map((n) => n.target.join(' '))])))
+          .catch((e) => done([['axe-failed', 'critical', [String(e)]]]));""")
+    return [tuple(v) for v in result if v[1] in ('serious', 'critical')]

@@ -10,6 +10,7 @@ checked to be non-blank.
 
 import argparse
 import json
+import os
 import re
 import shutil
 import sys
@@ -23,6 +24,7 @@ from selenium.webdriver.common.keys import Keys
 
 import browser_support as support
 from browser_support import wait_for, settle
+from openapi_check import Contract
 
 # A blank page, or a page with a few flat areas, has far fewer colours.
 MIN_SCREENSHOT_COLOURS = 64
@@ -92,6 +94,8 @@ return {
 
 XLINK_HREF = '{http://www.w3.org/1999/xlink}href'
 
+CONTRACT = None  # the HTTP contract (docs/openapi.yaml), loaded by main()
+
 
 def read_host_page(text):
     """The controls of the host parse's one-line layout (texts unescaped):
@@ -137,7 +141,27 @@ class ClientTest(unittest.TestCase):
     def setUp(self):
         self.start_server()
         self.driver.get_log('browser')  # Forget what earlier tests logged.
+        self.driver.get_log('performance')
         self.addCleanup(self.check_no_script_errors)
+
+    def check_answers_keep_the_contract(self, server):
+        # Every answer the page got must be one the contract names: its
+        # status and type as the browser saw them, and its body as the
+        # same request answers it again.
+        problems = []
+        for answer in support.network_answers(self.driver):
+            if not answer['url'].startswith(server.base):
+                continue
+            path = answer['url'][len(server.base):]
+            method = answer['method']
+            if method == 'OPTIONS':
+                continue
+            if answer['status'] in (204, 304) or answer['type'].startswith('text/event-stream'):
+                problems += CONTRACT.check(method, path, answer['status'], answer['type'], b'')
+                continue
+            status, type_, body = server.fetch(path, method, answer['body'])
+            problems += CONTRACT.check(method, path, status, type_, body)
+        self.assertEqual(sorted(set(problems)), [])
 
     def check_no_script_errors(self):
         # Failed calls are logged by the browser as network errors, which the
@@ -152,6 +176,8 @@ class ClientTest(unittest.TestCase):
         server = support.ModelServer(*options)
         self.server = server
         self.addCleanup(self.check_stopped, server)
+        # Runs first (cleanups run last in, first out): the server still answers.
+        self.addCleanup(self.check_answers_keep_the_contract, server)
 
     def check_stopped(self, server):
         status = server.stop()
@@ -191,11 +217,14 @@ class ClientTest(unittest.TestCase):
         settle(self.driver)
 
     def shoot(self, name, settled=True):
+        """A screenshot of the view, which must not be blank, and an axe-core
+        check of it: no serious or critical violation."""
         if settled:
             settle(self.driver)
         path = support.screenshot(self.driver, name)
         colours = support.png_colours(path)
         self.assertGreater(colours, MIN_SCREENSHOT_COLOURS, f'{path} looks blank')
+        self.assertEqual(support.axe_violations(self.driver), [], f'accessibility of {name}')
 
     def assertShowsNodes(self, items, answer, level):
         self.assertEqual(len(items), len(answer))
@@ -291,13 +320,16 @@ class ClientTest(unittest.TestCase):
         self.driver.execute_script("location.hash = '#/element/NO-SUCH-GUID/diagram/PAGE-VALVE'")
         settle(self.driver)
         errors = self.driver.execute_script(
-            "return ['#page', '#links', '#diagram'].map((p) => document.querySelector(p + ' .error').textContent)")
+            "return ['#page', '#links', '#diagram'].map((p) => document.querySelector(p + ' .error .error-text').textContent)")
         expected = [self.server.get(path, method, body) for path, method, body in (
             ('/api/elements/NO-SUCH-GUID/page', 'GET', None), ('/api/elements/NO-SUCH-GUID/links', 'GET', None),
             ('/api/diagrams/PAGE-VALVE/svg', 'POST', ''))]
         self.assertEqual([status for status, _ in expected], [404, 404, 422])
         self.assertEqual(errors, [json.loads(body)['error'] for _, body in expected])
         self.assertEqual([x for x in self.tree() if x['selected']], [])
+        message = self.driver.execute_script(
+            "return document.querySelector('#explorer .tree-status .error-text').textContent")
+        self.assertIn('NO-SUCH-GUID cannot be shown in the model', message)
         self.shoot('errors')
 
     # -- property page --------------------------------------------------
@@ -435,10 +467,16 @@ class ClientTest(unittest.TestCase):
             "return !document.getElementById('progress').hidden"), 'the progress bar')
         self.shoot('progress', settled=False)
         error = wait_for(self.driver, lambda d: d.execute_script(
-            "const e = document.querySelector('#page .error'); return e && e.textContent"), 'the error')
+            "const e = document.querySelector('#page .error'); return e && "
+            "[e.querySelector('.error-text').textContent, e.dataset.limit, e.textContent, Boolean(e.querySelector('.retry'))]"),
+            'the error')
         status, body = self.server.get('/api/elements/PAGE-INCOMPLETE/page')
         self.assertEqual(status, 504)
-        self.assertEqual(error, json.loads(body)['error'])
+        answer = json.loads(body)
+        self.assertEqual(error[0], answer['error'])
+        self.assertEqual(error[1], answer['limit'])
+        self.assertIn('ran out of time', error[2])
+        self.assertTrue(error[3], 'a Retry button')
         settle(self.driver)
         self.assertTrue(self.driver.execute_script("return document.getElementById('progress').hidden"))
 
@@ -560,15 +598,309 @@ class ClientTest(unittest.TestCase):
         self.assertEqual(len(note), 1)
         self.shoot('diagram-note')
 
-        # The cached diagram gathers the note once more per request...
+        # Every request regenerates the diagram with the notes of now, so the
+        # note shows once however often the diagram is asked for.
         self.attach_note('Check the torque')
-        wait_for(self.driver, lambda d: len([c for c in self.diagram()['comments'] if 'torque' in c]) == 2,
-                 'the note twice')
-        # ...until a refresh regenerates it from the model.
         self.driver.find_element(By.XPATH, "//button[text()='Refresh']").click()
-        wait_for(self.driver, lambda d: len([c for c in self.diagram()['comments'] if 'torque' in c]) == 1,
-                 'the regenerated diagram')
+        settle(self.driver)
+        self.assertEqual(len([c for c in self.diagram()['comments'] if 'torque' in c]), 1)
         self.assertEqual(len(self.diagram()['icons']), 1)
+        sent = [a for a in support.network_answers(self.driver) if '/svg' in a['url']]
+        self.assertTrue(sent)
+        self.assertTrue(all('refresh=true' in a['url'] for a in sent), [a['url'] for a in sent])
+        self.assertTrue(any(a['body'] and 'Check the torque' in a['body'] for a in sent))
+
+        # Notes outlive a reload and are listed by the element's name.
+        self.driver.refresh()
+        self.open('#/element/BLK-VALVE/diagram/DIA-LINKS')
+        listed = wait_for(self.driver, lambda d: d.execute_script(
+            "return [...document.querySelectorAll('#diagram .note-list li')].map((li) => li.textContent)"), 'the notes')
+        self.assertEqual(len(listed), 1)
+        self.assertTrue(listed[0].startswith('Valve: Check the torque'), listed)
+        self.assertNotIn('BLK-VALVE', listed[0])
+        wait_for(self.driver, lambda d: self.diagram()['icons'], 'the icon after the reload')
+
+        # Escape closes the note form.
+        self.driver.find_element(By.XPATH, "//button[text()='Add note…']").click()
+        field = self.driver.find_element(By.CSS_SELECTOR, '#diagram .note-form input')
+        field.send_keys(Keys.ESCAPE)
+        self.assertFalse(self.driver.find_element(By.CSS_SELECTOR, '#diagram .note-form').is_displayed())
+        self.driver.execute_script("localStorage.clear()")
+
+    # -- selection, search and navigation -------------------------------
+
+    def test_an_attribute_node_is_selected_itself_and_kept_by_the_url(self):
+        self.open('#/element/BLK-PANEL')
+        self.wait_selected('BLK-PANEL')
+        panel = self.nodes('BLK-PANEL')
+        attribute = next(n for n in panel if n['metaguid'])
+        self.item('BLK-PANEL').find_element(By.CSS_SELECTOR, ':scope > .row > .expander').click()
+        self.item(attribute['modelguid'], attribute['metaguid']).find_element(
+            By.CSS_SELECTOR, ':scope > .row > .text').click()
+        expected = f"#/element/{attribute['modelguid']}/meta/{attribute['metaguid']}"
+        wait_for(self.driver, lambda d: self.hash().startswith(expected), 'the attribute node in the URL')
+        settle(self.driver)
+        for reload in (False, True):
+            if reload:
+                self.driver.refresh()
+                self.open(self.hash())
+            selected = wait_for(self.driver, lambda d: [(x['guid'], x['meta']) for x in self.tree() if x['selected']],
+                                'the selection')
+            self.assertEqual(selected, [(attribute['modelguid'], attribute['metaguid'])])
+        self.shoot('attribute-node')
+
+    def test_a_deep_url_is_revealed_with_one_path_call(self):
+        self.driver.get(f'{self.server.base}/')
+        settle(self.driver)
+        support.network_answers(self.driver)
+        self.open('#/element/ATT-PUMP1-HOURS-LIMIT')
+        wait_for(self.driver, lambda d: [x['guid'] for x in self.tree() if x['selected']] == ['ATT-PUMP1-HOURS-LIMIT'],
+                 'the deep element selected')
+        urls = [a['url'] for a in support.network_answers(self.driver)]
+        self.assertEqual(len([u for u in urls if u.endswith('/api/elements/ATT-PUMP1-HOURS-LIMIT/path')]), 1)
+        crumbs = self.driver.execute_script(
+            "return [...document.querySelectorAll('#selection .crumbs li')].map((li) => li.textContent)")
+        path = json.loads(self.server.get('/api/elements/ATT-PUMP1-HOURS-LIMIT/path')[1])['path']
+        self.assertEqual(crumbs, [n['text'] for n in path])
+        # Copying the GUID and the URL.
+        self.driver.find_element(By.XPATH, "//button[text()='Copy GUID']").click()
+        wait_for(self.driver, lambda d: d.execute_script(
+            "return document.querySelector('#selection .copied').dataset.text") == 'ATT-PUMP1-HOURS-LIMIT', 'the copy')
+        self.driver.find_element(By.XPATH, "//button[text()='Copy URL']").click()
+        wait_for(self.driver, lambda d: d.execute_script(
+            "return document.querySelector('#selection .copied').dataset.text").endswith(
+                '#/element/ATT-PUMP1-HOURS-LIMIT'), 'the URL copied')
+
+    def test_search_reveals_and_selects_the_chosen_element(self):
+        status, body = self.server.get('/api/search?q=limit&limit=50')
+        self.assertEqual(status, 200)
+        results = json.loads(body)['results']
+        self.assertIn('ATT-PUMP1-HOURS-LIMIT', [r['guid'] for r in results])
+        self.open()
+        box = self.driver.find_element(By.CSS_SELECTOR, '#search input')
+        box.send_keys('limit')
+        shown = wait_for(self.driver, lambda d: d.execute_script(
+            "return [...document.querySelectorAll('#search-results li')].map((li) => li.dataset.guid)"), 'the results')
+        self.assertEqual(shown, [r['guid'] for r in results])
+        self.shoot('search')
+        at = shown.index('ATT-PUMP1-HOURS-LIMIT')
+        for _ in range(at + 1):
+            box.send_keys(Keys.ARROW_DOWN)
+        box.send_keys(Keys.ENTER)
+        self.wait_selected('ATT-PUMP1-HOURS-LIMIT')
+        wait_for(self.driver, lambda d: [x['guid'] for x in self.tree() if x['selected']] == ['ATT-PUMP1-HOURS-LIMIT'],
+                 'the result selected in the explorer')
+
+    def test_the_diagram_chooser_and_model_hyperlinks(self):
+        diagrams = json.loads(self.server.get('/api/elements/BLK-VALVE/diagrams')[1])['diagrams']
+        self.assertIn('DIA-LINKS', [d['guid'] for d in diagrams])
+        self.open('#/element/BLK-VALVE')
+        self.wait_hash(f"#/element/BLK-VALVE/diagram/{diagrams[0]['guid']}")
+        options = self.driver.execute_script(
+            "return [...document.querySelectorAll('#diagram .diagram-chooser option')].map((o) => o.value).filter(Boolean)")
+        self.assertEqual(options, [d['guid'] for d in diagrams])
+        # A vorn:qm: hyperlink selects its element inside the model.
+        link = wait_for(self.driver, lambda d: d.find_element(By.CSS_SELECTOR, '#links a.model-url'), 'a model URL')
+        target = link.get_attribute('data-guid')
+        self.assertEqual(link.text, f'vorn:qm:{target}')
+        link.click()
+        self.wait_selected(target)
+
+    def test_an_element_without_links_says_so_once(self):
+        self.assertEqual(self.server.get('/api/elements/ATT-SITE/links')[0], 204)
+        self.open('#/element/ATT-SITE')
+        shown = wait_for(self.driver, lambda d: d.execute_script(
+            "const b = document.querySelector('#links .links-body'); return !b.querySelector('.loading') && "
+            "[b.textContent, b.querySelectorAll('.link-group').length]"), 'the links')
+        self.assertEqual(shown, ['The element has no links.', 0])
+
+    def test_readable_page_texts_and_the_parse_switch_keys(self):
+        self.open('#/element/PAGE-VALVE')
+        self.page('controls')
+        texts = self.driver.execute_script(
+            "return [document.querySelectorAll('#page .control-kind').length,"
+            " [...document.querySelectorAll('#page .control')].every((c) => c.title === c.dataset.kind),"
+            " [...document.querySelectorAll('#page [role=radio]')].map((b) => [b.textContent, b.title])]")
+        self.assertEqual(texts[0], 0, 'the control kinds are no labels')
+        self.assertTrue(texts[1], 'the control kinds are tooltips')
+        self.assertEqual([t for t, _ in texts[2]], ['Host parse', 'Library parse'])
+        self.assertIn('GetPropertyPageControls', texts[2][0][1])
+        host = self.driver.find_element(By.CSS_SELECTOR, '#page button[data-route=controls]')
+        host.send_keys(Keys.ARROW_RIGHT)
+        self.page('transform')
+        self.assertEqual(self.driver.switch_to.active_element.get_attribute('data-route'), 'transform')
+        self.driver.switch_to.active_element.send_keys(Keys.ARROW_LEFT)
+        self.page('controls')
+
+    def test_a_call_the_person_left_is_aborted_and_a_slow_one_can_be_cancelled(self):
+        self.server.stop()
+        self.start_server('--timeout', '3')
+        self.open()
+        self.driver.execute_script("location.hash = '#/element/PAGE-INCOMPLETE'")
+        wait_for(self.driver, lambda d: d.execute_script("return !document.getElementById('progress').hidden"),
+                 'the progress bar')
+        self.assertIn('property page', self.driver.find_element(By.ID, 'progress-text').text)
+        self.driver.find_element(By.ID, 'progress-cancel').click()
+        error = wait_for(self.driver, lambda d: d.execute_script(
+            "const e = document.querySelector('#page .error'); return e && [e.dataset.limit, Boolean(e.querySelector('.retry'))]"),
+            'the cancelled call')
+        self.assertEqual(error, ['cancelled', True])
+        # Moving on while the page is slow: the old call is dropped, and its
+        # 504 never shows on the next element's page.
+        self.driver.execute_script("location.hash = '#/element/PAGE-INCOMPLETE'")
+        self.driver.execute_script("location.hash = '#/element/PAGE-VALVE'")
+        self.page('controls')
+        settle(self.driver)
+        self.assertFalse(self.driver.execute_script("return Boolean(document.querySelector('#page .error'))"))
+
+    # -- diagram interaction --------------------------------------------
+
+    def test_diagram_tooltips_keys_wheel_and_stale_marking(self):
+        self.open()
+        disabled = self.driver.execute_script(
+            "return [...document.querySelectorAll('#diagram button.zoom')].map((b) => b.disabled)")
+        self.assertEqual(disabled, [True, True, True], 'no zoom without a diagram')
+        self.driver.execute_script("location.hash = '#/element/BLK-VALVE/diagram/DIA-LINKS'")
+        self.diagram()
+        settle(self.driver)
+        symbol = self.driver.find_element(By.CSS_SELECTOR, '#diagram g[guid="BLK-VALVE"] > rect')
+        ActionChains(self.driver).move_to_element(symbol).perform()
+        links = json.loads(self.server.agent('GetNativeLinkInformation', ['BLK-VALVE', ''])[1])
+        tip = wait_for(self.driver, lambda d: d.execute_script(
+            "const t = document.querySelector('#diagram .diagram-tooltip');"
+            "return !t.hidden && !t.textContent.includes('…') && t.textContent"), 'the tooltip')
+        self.assertIn('Valve', tip)
+        self.assertIn('BLK-VALVE', tip)
+        for group in links:
+            self.assertIn(str(len(group['links'])), tip)
+        self.shoot('diagram-tooltip')
+
+        width = "return document.querySelector('#diagram svg.diagram').getBoundingClientRect().width"
+        left = "return document.querySelector('#diagram svg.diagram').getBoundingClientRect().left"
+        viewport = self.driver.find_element(By.CSS_SELECTOR, '#diagram .viewport')
+        before = self.driver.execute_script(width)
+        self.driver.execute_script('arguments[0].focus()', viewport)
+        viewport.send_keys('+')
+        self.assertAlmostEqual(self.driver.execute_script(width), before * 1.25, delta=1)
+        viewport.send_keys('0')
+        self.assertAlmostEqual(self.driver.execute_script(width), before, delta=1)
+        # A sideways wheel pans and does not zoom.
+        x = self.driver.execute_script(left)
+        self.driver.execute_script(
+            "arguments[0].dispatchEvent(new WheelEvent('wheel', {deltaX: 60, deltaY: 0, clientX: 300, clientY: 300,"
+            " bubbles: true, cancelable: true}))", viewport)
+        self.assertAlmostEqual(self.driver.execute_script(left), x - 60, delta=1)
+        self.assertAlmostEqual(self.driver.execute_script(width), before, delta=1)
+        # Tab reaches the symbols; Enter selects one.
+        viewport.send_keys(Keys.TAB)
+        focused = self.driver.switch_to.active_element
+        guid = focused.get_attribute('guid')
+        self.assertTrue(guid)
+        focused.send_keys(Keys.ENTER)
+        self.wait_hash(f'#/element/{guid}/diagram/DIA-LINKS')
+        # An element that the diagram does not show marks the drawing.
+        self.driver.execute_script("location.hash = '#/element/REQ-001/diagram/DIA-LINKS'")
+        wait_for(self.driver, lambda d: d.execute_script(
+            "return document.querySelector('#diagram .viewport').classList.contains('stale')"), 'the stale mark')
+        self.shoot('diagram-stale')
+
+    def test_export_svg_and_png(self):
+        status, svg = self.server.get('/api/diagrams/DIA-LINKS/svg?standalone=true')
+        self.assertEqual(status, 200)
+        self.assertNotIn(b'"ERIcon.gif"', svg)
+        self.open('#/element/BLK-VALVE/diagram/DIA-LINKS')
+        self.diagram()
+        self.attach_note('exported')
+        for kind in ('svg', 'png'):
+            self.driver.find_element(By.XPATH, f"//button[text()='Export {kind.upper()}']").click()
+            done = wait_for(self.driver, lambda d, k=kind: d.execute_script(
+                "const v = document.querySelector('#diagram .viewport');"
+                "return (v.dataset.exported || '').startsWith(arguments[0] + ':') ? v.dataset.exported"
+                " : document.querySelector('#diagram .error') ? 'error' : null", k), f'the {kind} export')
+            self.assertGreater(int(done.split(':')[1]), 100, done)
+        self.driver.execute_script("localStorage.clear()")
+
+    def test_the_client_follows_a_changed_model(self):
+        import os
+        import tempfile
+        folder = tempfile.mkdtemp(prefix='orv-watch-')
+        model = os.path.join(folder, 'model.json')
+        shutil.copy(support.SETTINGS['model'], model)
+        self.addCleanup(shutil.rmtree, folder, True)
+        self.server.stop()
+        saved = support.SETTINGS['model']
+        support.SETTINGS['model'] = model
+        try:
+            self.start_server('--watch')
+        finally:
+            support.SETTINGS['model'] = saved
+        self.open('#/element/BLK-PUMP')
+        self.wait_selected('BLK-PUMP')
+        with open(model, encoding='utf-8') as f:
+            text = f.read()
+        with open(model, 'w', encoding='utf-8') as f:
+            f.write(text.replace('"name": "Pump"', '"name": "Main pump"', 1))
+        wait_for(self.driver, lambda d: 'Main pump' in [x['text'] for x in self.tree()], 'the renamed element')
+        settle(self.driver)
+        self.assertEqual([x['guid'] for x in self.tree() if x['selected']], ['BLK-PUMP'])
+
+
+class LayoutTest(unittest.TestCase):
+    """The page at three widths, light and dark: screenshots (looked at by
+    a person when the look changes), accessibility, and the layout rules."""
+
+    def test_widths_and_colour_schemes(self):
+        server = support.ModelServer()
+        self.addCleanup(server.stop)
+        for width in (1400, 800, 390):
+            for dark in (False, True):
+                with self.subTest(width=width, dark=dark):
+                    driver = support.start_chromium(width, dark)
+                    try:
+                        self.check_view(driver, server, width, dark)
+                    finally:
+                        driver.quit()
+                        shutil.rmtree(driver.profile_dir, ignore_errors=True)
+
+    def check_view(self, driver, server, width, dark):
+        driver.get(f'{server.base}/#/element/BLK-VALVE/diagram/DIA-LINKS')
+        wait_for(driver, lambda d: d.execute_script("return Boolean(document.querySelector('#diagram svg.diagram'))"),
+                 'the diagram')
+        settle(driver)
+        box = driver.execute_script(
+            "const r = (s) => document.querySelector(s).getBoundingClientRect();"
+            "return {inner: innerWidth, layout: r('.layout').width, explorer: r('#explorer').toJSON(),"
+            " diagram: r('#diagram').toJSON(), side: r('.side').toJSON(),"
+            " dark: matchMedia('(prefers-color-scheme: dark)').matches,"
+            " ground: getComputedStyle(document.body).backgroundColor}")
+        self.assertEqual(box['inner'], width)
+        self.assertEqual(box['dark'], dark)
+        channels = [int(c) for c in re.findall(r'\d+', box['ground'])[:3]]
+        self.assertEqual(sum(channels) < 200, dark, box['ground'])
+        if width >= 700:
+            self.assertGreaterEqual(box['diagram']['width'], width * 0.5 - 1)
+            self.assertLess(box['explorer']['right'], box['diagram']['left'])
+        else:
+            self.assertLessEqual(box['explorer']['bottom'], box['diagram']['top'])
+            self.assertLessEqual(box['diagram']['bottom'], box['side']['top'])
+        name = f"layout-{width}-{'dark' if dark else 'light'}"
+        path = support.screenshot(driver, name)
+        self.assertGreater(support.png_colours(path), MIN_SCREENSHOT_COLOURS, f'{path} looks blank')
+        self.assertEqual(support.axe_violations(driver), [], f'accessibility of {name}')
+        if width == 1400 and not dark:
+            self.check_resizing(driver)
+
+    def check_resizing(self, driver):
+        explorer = "return document.querySelector('#explorer').getBoundingClientRect().width"
+        before = driver.execute_script(explorer)
+        splitter = driver.find_element(By.CSS_SELECTOR, '.splitter-left')
+        splitter.send_keys(Keys.ARROW_RIGHT)
+        self.assertAlmostEqual(driver.execute_script(explorer), before + 24, delta=1)
+        driver.find_element(By.CSS_SELECTOR, '#explorer button.collapse').click()
+        self.assertLess(driver.execute_script(explorer), 60)
+        driver.find_element(By.CSS_SELECTOR, '#explorer button.collapse').click()
+        self.assertAlmostEqual(driver.execute_script(explorer), before + 24, delta=1)
+        driver.execute_script("localStorage.clear()")
 
 
 def main():
@@ -576,8 +908,11 @@ def main():
     parser.add_argument('--host', required=True, help='the orv-host program')
     parser.add_argument('--model', required=True, help='the example model')
     parser.add_argument('--out', required=True, help='the folder for screenshots')
+    parser.add_argument('--root', required=True, help='the source tree (docs/openapi.yaml, node_modules)')
     args, rest = parser.parse_known_args()
-    support.SETTINGS.update(host=args.host, model=args.model, out=args.out)
+    support.SETTINGS.update(host=args.host, model=args.model, out=args.out, root=args.root)
+    global CONTRACT
+    CONTRACT = Contract.load(os.path.join(args.root, 'docs', 'openapi.yaml'))
     unittest.main(argv=[sys.argv[0]] + rest, verbosity=2)
 
 

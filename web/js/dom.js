@@ -28,7 +28,20 @@ export function note(text, className = 'note') {
   return el('p', { className }, text);
 }
 
-/** A failed call, with the server's error text. */
-export function failure(text) {
-  return el('p', { className: 'error', role: 'alert' }, text);
+const LIMITS = {
+  time: 'The call ran out of time (the server\'s deadline for one call).',
+  operations: 'The call ran out of host operations (the server\'s budget for one call).',
+  cancelled: 'The call was cancelled.',
+};
+
+/** A failed call: the server's error text (in .error-text), which limit
+ *  stopped it, and a Retry button when retry is given. error is an Error
+ *  (an ApiError carries .limit) or a text. */
+export function failure(error, retry = null) {
+  const text = typeof error === 'string' ? error : error.message;
+  const limit = typeof error === 'string' ? '' : error.limit || '';
+  return el('div', { className: 'error', role: 'alert', 'data-limit': limit || false },
+    el('span', { className: 'error-text' }, text),
+    LIMITS[limit] && limit !== 'cancelled' ? el('span', { className: 'error-limit' }, ' ', LIMITS[limit]) : null,
+    retry ? el('button', { type: 'button', className: 'retry', onclick: retry }, 'Retry') : null);
 }

@@ -3,27 +3,13 @@
 // Keyboard: Up/Down move, Right expands or enters, Left collapses or leaves,
 // Home/End jump, Enter (or a click) selects. ARIA tree roles throughout.
 
-import { fetchChildren } from './api.js';
+import { ApiError, Channel, fetchChildren, fetchPath, superseded } from './api.js';
 import { el, show, note, failure } from './dom.js';
 import { iconUrl } from './icons.js';
 
-// Searching the tree for an element fetches at most this many node lists.
-const SEARCH_LIMIT = 400;
-
-function readNodes(text) {
-  let nodes;
-  try {
-    nodes = JSON.parse(text);
-  } catch (e) {
-    throw new Error(`The explorer answer is not JSON (${e.message}).`);
-  }
-  if (!Array.isArray(nodes)) throw new Error('The explorer answer is not a list of nodes.');
-  return nodes;
-}
-
 const nodeKey = (data) => `${data.modelguid}\n${data.metaguid || ''}`;
 const isAttributeNode = (data) => Boolean(data.metaguid);
-const sameNode = (a, b) => nodeKey(a) === nodeKey(b);
+const sameNode = (a, b) => nodeKey(a) === nodeKey({ metaguid: '', ...b });
 
 export class Explorer {
   /** onSelect(data) is called when a person selects a node. */
@@ -32,7 +18,8 @@ export class Explorer {
     this.cache = new Map(); // node key -> promise of the child list
     this.tree = el('ul', { role: 'tree', 'aria-label': 'Model explorer', className: 'tree',
                            onkeydown: (ev) => this.onKey(ev) });
-    this.status = el('div', { className: 'tree-status' });
+    this.status = el('div', { className: 'tree-status', 'aria-live': 'polite' });
+    this.revealing = new Channel();
     show(container, el('div', { className: 'panel-head' }, el('h2', {}, 'Model')),
          this.status, this.tree);
   }
@@ -50,7 +37,19 @@ export class Explorer {
         await this.expand(first);
       }
     } catch (e) {
-      show(this.status, failure(e.message));
+      show(this.status, failure(e, () => this.load()));
+    }
+  }
+
+  /** Forgets every fetched list and shows the tree anew (the model changed);
+   *  the expanded nodes that still exist are expanded again. */
+  async reload() {
+    const open = [...this.tree.querySelectorAll('[aria-expanded=true]')].map((li) => nodeKey(li.nodeData));
+    this.cache.clear();
+    await this.load();
+    for (const key of open) {
+      const li = [...this.tree.querySelectorAll('[role=treeitem]')].find((x) => nodeKey(x.nodeData) === key);
+      if (li) await this.expand(li);
     }
   }
 
@@ -58,8 +57,7 @@ export class Explorer {
   children(data) {
     const key = data ? nodeKey(data) : '';
     if (!this.cache.has(key)) {
-      const request = fetchChildren(data ? data.modelguid : '', data ? data.metaguid : '')
-        .then(readNodes);
+      const request = fetchChildren(data ? data.modelguid : '', data ? data.metaguid : '');
       request.catch(() => this.cache.delete(key)); // A failed call may be tried again.
       this.cache.set(key, request);
     }
@@ -113,7 +111,7 @@ export class Explorer {
       show(group, nodes.length ? nodes.map((d) => this.renderNode(d, level))
                                : el('li', { role: 'none' }, note('No children.')));
     } catch (e) {
-      show(group, el('li', { role: 'none' }, failure(e.message)));
+      show(group, el('li', { role: 'none' }, failure(e)));
       group.dataset.failed = 'true';
     }
   }
@@ -190,54 +188,53 @@ export class Explorer {
     actions[ev.key]();
   }
 
-  // The path of node data from the root to the first ordinary node with the
-  // GUID, breadth first, or null. Nodes already seen are not entered again,
-  // so a tree that turns back on itself ends the search.
-  async findPath(guid) {
-    const queue = (await this.children(null)).map((d) => [d]);
-    const seen = new Set();
-    let fetched = 0;
-    while (queue.length) {
-      const path = queue.shift();
-      const data = path[path.length - 1];
-      if (data.modelguid === guid && !isAttributeNode(data)) return path;
-      if (data.hasChildren !== 'yes' || seen.has(nodeKey(data)) || fetched >= SEARCH_LIMIT) continue;
-      seen.add(nodeKey(data));
-      fetched += 1;
-      const kids = await this.children(data).catch(() => []);
-      for (const child of kids) queue.push([...path, child]);
-    }
-    return null;
-  }
-
-  /** Expands the path to an element and marks it selected; answers its node
-   *  data, or null when the tree does not show it. */
-  async reveal(guid) {
+  /** Expands the path to an element (or to its attribute node `meta`) with
+   *  one call for the path, and marks it selected; answers its node data.
+   *  When the tree cannot show it, the selection is cleared, the reason is
+   *  shown above the tree, and the answer is null (undefined when a later
+   *  reveal replaced this one). */
+  async reveal(guid, meta = '') {
     const current = this.tree.querySelector('[aria-selected=true]');
-    if (current && current.nodeData.modelguid === guid && !isAttributeNode(current.nodeData)) {
+    if (current && current.nodeData.modelguid === guid && (current.nodeData.metaguid || '') === meta) {
+      show(this.status);
       return current.nodeData;
     }
     let path;
     try {
-      path = await this.findPath(guid);
-    } catch (_) {
-      path = null; // The root failed; load() shows why.
-    }
-    if (!path) {
+      path = await fetchPath(guid, meta, this.revealing.start());
+    } catch (e) {
+      if (superseded(e)) return undefined;
       this.mark(null);
+      const what = meta ? `The attribute node ${meta} of ${guid}` : `The element ${guid}`;
+      show(this.status, failure(new ApiError(`${what} cannot be shown in the model: ${e.message}`,
+                                             e.status, e.limit), () => this.reveal(guid, meta)));
       return null;
     }
+    show(this.status);
     let items = [...this.tree.children];
     let li = null;
-    for (const data of path) {
+    for (const [at, data] of path.entries()) {
       li = items.find((item) => item.nodeData && sameNode(item.nodeData, data));
-      if (!li) return null;
-      if (data !== path[path.length - 1]) {
+      if (!li) {
+        this.mark(null);
+        show(this.status, failure(`The element ${guid} cannot be shown in the model: `
+                                  + `the tree has no node ${data.modelguid} where the server places it.`));
+        return null;
+      }
+      if (at + 1 < path.length) {
         await this.expand(li);
         items = [...li.querySelector(':scope > ul').children];
       }
     }
     this.mark(li);
     return li.nodeData;
+  }
+
+  /** The node data from the root to the selected node ([] for none). */
+  selectedPath() {
+    const out = [];
+    let li = this.tree.querySelector('[aria-selected=true]');
+    for (; li; li = li.parentElement.closest('[role=treeitem]')) out.unshift(li.nodeData);
+    return out;
   }
 }

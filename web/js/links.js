@@ -1,8 +1,9 @@
 // The links of the selected element in four groups with counts. A linked
 // element of the model is a link that selects it; a hyperlink's URL is shown
-// as written.
+// as written, and one that names an element of the model ("vorn:qm:GUID")
+// selects that element.
 
-import { fetchLinks } from './api.js';
+import { Channel, fetchLinks, superseded } from './api.js';
 import { el, show, note, failure } from './dom.js';
 
 const GROUPS = [
@@ -11,25 +12,6 @@ const GROUPS = [
   { id: 'ORV_OUTGOING_HYPERLINKS', title: 'Outgoing hyperlinks' },
   { id: 'ORV_INCOMING_HYPERLINKS', title: 'Incoming hyperlinks' },
 ];
-
-// Answers {typeId: [link...]} from the agent's text; empty text: no links.
-function readLinks(text) {
-  const byType = {};
-  if (text.trim() === '') return byType;
-  let parsed;
-  try {
-    parsed = JSON.parse(text);
-  } catch (e) {
-    throw new Error(`The links answer is not JSON (${e.message}).`);
-  }
-  if (!Array.isArray(parsed)) throw new Error('The links answer is not a list.');
-  for (const group of parsed) {
-    if (group && typeof group.linkTypeId === 'string' && Array.isArray(group.links)) {
-      byType[group.linkTypeId] = (byType[group.linkTypeId] || []).concat(group.links);
-    }
-  }
-  return byType;
-}
 
 function renderElementLink(link, select) {
   const name = link.linkedObjectName || '(unnamed)';
@@ -42,13 +24,24 @@ function renderElementLink(link, select) {
     el('span', { className: 'guid' }, link.linkedObjectGuid));
 }
 
-function renderHyperlink(link) {
+const MODEL_URL = 'vorn:qm:';
+
+function renderHyperlink(link, select) {
   const url = link.hyperlinkURL || '';
   const web = /^https?:\/\//i.test(url);
+  const inModel = url.startsWith(MODEL_URL) && url.length > MODEL_URL.length ? url.slice(MODEL_URL.length) : '';
+  let target;
+  if (inModel) {
+    target = el('a', { href: '#', className: 'url model-url', 'data-guid': inModel,
+                       title: `Select ${inModel} in the model`,
+                       onclick: (ev) => { ev.preventDefault(); select(inModel); } }, url);
+  } else if (web) {
+    target = el('a', { href: url, target: '_blank', rel: 'noopener noreferrer', className: 'url' }, url);
+  } else {
+    target = el('code', { className: 'url' }, url);
+  }
   return el('li', {},
-    link.hyperlinkName ? el('span', { className: 'hyperlink-name' }, link.hyperlinkName) : null,
-    web ? el('a', { href: url, target: '_blank', rel: 'noopener noreferrer', className: 'url' }, url)
-        : el('code', { className: 'url' }, url));
+    link.hyperlinkName ? el('span', { className: 'hyperlink-name' }, link.hyperlinkName) : null, target);
 }
 
 /** The links panel: showElement(guid); select(guid) is called on a click. */
@@ -56,6 +49,7 @@ export class LinksPanel {
   constructor(container, select) {
     this.select = select;
     this.guid = '';
+    this.calls = new Channel();
     this.body = el('div', { className: 'links-body', 'aria-live': 'polite' });
     show(container, el('div', { className: 'panel-head' }, el('h2', {}, 'Links')), this.body);
     show(this.body, note('Select an element.'));
@@ -66,18 +60,20 @@ export class LinksPanel {
     show(this.body, note('Loading…', 'note loading'));
     let byType;
     try {
-      const text = await fetchLinks(guid);
-      if (this.guid !== guid) return;
-      byType = readLinks(text);
+      byType = await fetchLinks(guid, this.calls.start());
     } catch (e) {
-      if (this.guid === guid) show(this.body, failure(e.message));
+      if (!superseded(e) && this.guid === guid) show(this.body, failure(e, () => this.showElement(guid)));
       return;
     }
-    const none = GROUPS.every((g) => !(byType[g.id] || []).length);
-    show(this.body, none ? note('The element has no links.') : null, GROUPS.map((g) => {
+    if (this.guid !== guid) return;
+    if (GROUPS.every((g) => !(byType[g.id] || []).length)) {
+      show(this.body, note('The element has no links.', 'note no-links'));
+      return;
+    }
+    show(this.body, GROUPS.map((g) => {
       const links = byType[g.id] || [];
       const render = g.id === 'ORV_OUTGOING_HYPERLINKS'
-        ? renderHyperlink : (link) => renderElementLink(link, this.select);
+        ? (link) => renderHyperlink(link, this.select) : (link) => renderElementLink(link, this.select);
       return el('section', { className: 'link-group', 'data-type': g.id },
         el('h3', {}, g.title, ' ', el('span', { className: 'count' }, String(links.length))),
         links.length ? el('ul', {}, links.map(render)) : null);

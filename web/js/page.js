@@ -2,13 +2,12 @@
 // form controls by their kind, by either of the two routes (the host's parse
 // or the library's parse), with a switch between them.
 
-import { fetchPage } from './api.js';
-import { readHostControls, readLibraryControls } from './controls.js';
+import { Channel, fetchPage, superseded } from './api.js';
 import { el, show, note, failure } from './dom.js';
 
 const ROUTES = [
-  { id: 'controls', label: 'Host parse', read: readHostControls },
-  { id: 'transform', label: 'Library parse', read: readLibraryControls },
+  { id: 'controls', label: 'Host parse', agent: 'GetPropertyPageControls' },
+  { id: 'transform', label: 'Library parse', agent: 'TransformControlInfoToJason' },
 ];
 
 let uniqueId = 0;
@@ -56,9 +55,9 @@ function renderControl(control) {
   const input = renderInput(control, id);
   const label = el('label', { for: input.tagName === 'UL' || input.tagName === 'OUTPUT' ? false : id,
                               className: 'control-text' }, control.text);
-  return el('div', { className: 'control', 'data-kind': control.kind },
-    el('div', { className: 'control-row' }, label, input,
-       el('span', { className: 'control-kind', title: 'Control kind' }, control.kind)),
+  // The kind is for the curious: a tooltip, not a label.
+  return el('div', { className: 'control', 'data-kind': control.kind, title: control.kind || false },
+    el('div', { className: 'control-row' }, label, input),
     control.children.length
       ? el('div', { className: 'control-children' }, control.children.map(renderControl))
       : null);
@@ -69,10 +68,12 @@ export class PropertyPage {
   constructor(container) {
     this.route = 'controls';
     this.guid = '';
+    this.calls = new Channel();
     this.body = el('div', { className: 'page-body', 'aria-live': 'polite' });
     this.buttons = ROUTES.map((r) => el('button', {
-      type: 'button', role: 'radio', 'data-route': r.id,
+      type: 'button', role: 'radio', 'data-route': r.id, title: `${r.agent} (route=${r.id})`,
       onclick: () => this.setRoute(r.id),
+      onkeydown: (ev) => this.onSwitchKey(ev),
     }, r.label));
     show(container,
       el('div', { className: 'panel-head' },
@@ -85,7 +86,22 @@ export class PropertyPage {
   }
 
   markRoute() {
-    for (const b of this.buttons) b.setAttribute('aria-checked', String(b.dataset.route === this.route));
+    for (const b of this.buttons) {
+      const on = b.dataset.route === this.route;
+      b.setAttribute('aria-checked', String(on));
+      b.tabIndex = on ? 0 : -1;
+    }
+  }
+
+  // A radio group: the arrow keys move the choice (and the focus) along it.
+  onSwitchKey(ev) {
+    const step = { ArrowRight: 1, ArrowDown: 1, ArrowLeft: -1, ArrowUp: -1 }[ev.key];
+    if (!step) return;
+    ev.preventDefault();
+    const at = ROUTES.findIndex((r) => r.id === this.route);
+    const next = ROUTES[(at + step + ROUTES.length) % ROUTES.length];
+    this.setRoute(next.id);
+    this.buttons.find((b) => b.dataset.route === next.id).focus();
   }
 
   setRoute(route) {
@@ -98,15 +114,17 @@ export class PropertyPage {
     this.guid = guid;
     const route = ROUTES.find((r) => r.id === this.route);
     show(this.body, note('Loading…', 'note loading'));
-    let text;
+    let answer;
     try {
-      text = await fetchPage(guid, route.id);
+      answer = await fetchPage(guid, route.id, this.calls.start());
     } catch (e) {
-      if (this.guid === guid && this.route === route.id) show(this.body, failure(e.message));
+      if (!superseded(e) && this.guid === guid && this.route === route.id) {
+        show(this.body, failure(e, () => this.showElement(guid)));
+      }
       return;
     }
     if (this.guid !== guid || this.route !== route.id) return; // A later request won.
-    const controls = route.read(text);
+    const { text, controls } = answer;
     if (text === '') {
       show(this.body, note('The agent gave no answer for this page.'));
     } else if (controls === null) {

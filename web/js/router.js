@@ -1,13 +1,15 @@
 // The selection lives in the URL, so that a view can be shared and reloaded:
 //   #/element/GUID                      an element is selected
+//   #/element/GUID/meta/META            ...by its attribute node of the meta
+//                                       definition META (the node, not its owner)
 //   #/element/GUID/diagram/OPENED       ...and the diagram opened from the
 //                                       element or diagram OPENED is shown
 // GUIDs are percent-encoded in the URL.
 
-/** Reads a location hash; answers {element, diagram} (either may be ''). */
+/** Reads a location hash; answers {element, meta, diagram} (any may be ''). */
 export function parseRoute(hash) {
   const parts = hash.replace(/^#\/?/, '').split('/');
-  const route = { element: '', diagram: '' };
+  const route = { element: '', meta: '', diagram: '' };
   for (let i = 0; i + 1 < parts.length; i += 2) {
     let value;
     try {
@@ -16,15 +18,18 @@ export function parseRoute(hash) {
       continue; // A malformed escape names nothing.
     }
     if (parts[i] === 'element') route.element = value;
+    if (parts[i] === 'meta') route.meta = value;
     if (parts[i] === 'diagram') route.diagram = value;
   }
+  if (!route.element) route.meta = '';
   return route;
 }
 
 /** Writes a route as a location hash. */
-export function formatRoute({ element, diagram }) {
+export function formatRoute({ element, meta = '', diagram }) {
   let hash = '#/';
   if (element) hash += `element/${encodeURIComponent(element)}`;
+  if (element && meta) hash += `/meta/${encodeURIComponent(meta)}`;
   if (diagram) hash += `${element ? '/' : ''}diagram/${encodeURIComponent(diagram)}`;
   return hash;
 }

@@ -1,5 +1,6 @@
 // Zoom and pan of a drawing inside a viewport: the wheel zooms around the
-// pointer, dragging pans, and a drag never counts as a click.
+// pointer, a horizontal wheel or trackpad swipe (or Shift+wheel) pans,
+// dragging pans, and a drag never counts as a click.
 
 const MIN_SCALE = 0.1;
 const MAX_SCALE = 40;
@@ -14,6 +15,7 @@ export class ZoomPan {
     this.x = 0;
     this.y = 0;
     this.dragged = false;
+    this.enabled = true;
     viewport.addEventListener('wheel', (ev) => this.onWheel(ev), { passive: false });
     viewport.addEventListener('pointerdown', (ev) => this.onDown(ev));
     // A click that ended a drag is swallowed before it reaches the drawing.
@@ -49,13 +51,24 @@ export class ZoomPan {
   }
 
   onWheel(ev) {
+    if (!this.enabled) return;
     ev.preventDefault();
+    // A pinch arrives as a wheel with ctrlKey: always a zoom. A swipe that
+    // is mostly sideways, or Shift+wheel, pans.
+    const sideways = Math.abs(ev.deltaX) > Math.abs(ev.deltaY) || (ev.shiftKey && !ev.ctrlKey);
+    if (sideways && !ev.ctrlKey) {
+      const scale = ev.deltaMode === 1 ? 16 : 1;
+      this.x -= (ev.shiftKey && !ev.deltaX ? ev.deltaY : ev.deltaX) * scale;
+      if (!ev.shiftKey) this.y -= ev.deltaY * scale;
+      this.apply();
+      return;
+    }
     const box = this.viewport.getBoundingClientRect();
     this.zoomBy(ev.deltaY < 0 ? 1.15 : 1 / 1.15, ev.clientX - box.left, ev.clientY - box.top);
   }
 
   onDown(ev) {
-    if (ev.button !== 0) return;
+    if (ev.button !== 0 || !this.enabled) return;
     const start = { x: ev.clientX, y: ev.clientY, ox: this.x, oy: this.y };
     this.dragged = false;
     const move = (e) => {
