@@ -92,12 +92,21 @@ TEST_F(AgentServiceTest, ADoneCallReportsParametersOperationsAndTime) {
   EXPECT_GE(result.milliseconds, 0.0);
 }
 
+TEST_F(AgentServiceTest, AWalkThatNeverEndsIsCutOffByTheDeadline) {
+  AgentService service(*session_, CallLimits{0.05, 0});
+  CallResult result = service.Call(Request("GetPropertyPageControls", {"PAGE-INCOMPLETE", "", ""}));
+  EXPECT_EQ(result.outcome, CallOutcome::kCutOff);
+  EXPECT_EQ(result.limit, SpentLimit::kTime);
+  EXPECT_EQ(result.error, "agent GetPropertyPageControls did not finish within its deadline of 0.05 s and was stopped");
+}
+
 TEST_F(AgentServiceTest, AWalkThatNeverEndsIsCutOffByTheOperationBudget) {
   AgentService service(*session_, CallLimits{0, 5000});
   CallResult result = service.Call(Request("GetPropertyPageControls", {"PAGE-INCOMPLETE", "", ""}));
   EXPECT_EQ(result.outcome, CallOutcome::kCutOff);
+  EXPECT_EQ(result.limit, SpentLimit::kOperations);
   EXPECT_EQ(result.error,
-            "agent GetPropertyPageControls did not finish within its budget (0 s, 5000 host operations) and was stopped");
+            "agent GetPropertyPageControls used up its budget of 5000 host operations and was stopped");
   // The agent ended by its own failure rule: the message, and no answer.
   ASSERT_EQ(result.run.parameters.size(), 3u);
   EXPECT_EQ(result.run.parameters[1], "");
