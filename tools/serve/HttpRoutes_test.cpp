@@ -21,7 +21,8 @@ TEST(HttpRoutes, ParsesTheAgentBody) {
       {R"({})", true, "", {}, ""},
       {R"({"context": "@Predefined@ExternalObject", "other": 1})", true, "@Predefined@ExternalObject", {}, ""},
       {R"( {"parameters": ["\"quoted\"\r\n"]} )", true, "", {"\"quoted\"\r\n"}, ""},
-      {"", false, "", {}, "the body is no JSON text"},
+      {"", true, "", {}, ""},  // both members are optional, so the body is too
+      {" \r\n", true, "", {}, ""},
       {"{", false, "", {}, "the body is no JSON text"},
       {"{} {}", false, "", {}, "the body is no JSON text"},
       {"\"text\"", false, "", {}, "the body must be a JSON object"},

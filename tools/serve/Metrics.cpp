@@ -11,9 +11,9 @@ namespace {
 const double kBounds[] = {0.0005, 0.001, 0.0025, 0.005, 0.01, 0.025, 0.05, 0.1, 0.25, 0.5, 1, 2.5, 5, 10};
 constexpr std::size_t kBucketCount = sizeof kBounds / sizeof kBounds[0];
 
-std::string Number(double value) {
+std::string Number(double value, const char* format = "%.17g") {
   char text[40];
-  std::snprintf(text, sizeof text, "%.17g", value);
+  std::snprintf(text, sizeof text, format, value);
   return text;
 }
 
@@ -61,7 +61,7 @@ void Metrics::Write(std::string& out, const std::string& name, const std::string
   std::uint64_t cumulative = 0;
   for (std::size_t i = 0; i < kBucketCount; ++i) {
     cumulative += histogram.buckets.empty() ? 0 : histogram.buckets[i];
-    out += name + "_bucket{" + labels + ",le=\"" + Number(kBounds[i]) + "\"} " + std::to_string(cumulative) + "\n";
+    out += name + "_bucket{" + labels + ",le=\"" + Number(kBounds[i], "%g") + "\"} " + std::to_string(cumulative) + "\n";
   }
   out += name + "_bucket{" + labels + ",le=\"+Inf\"} " + std::to_string(histogram.count) + "\n";
   out += name + "_sum{" + labels + "} " + Number(histogram.sum) + "\n";
