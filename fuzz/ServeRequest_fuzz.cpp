@@ -33,7 +33,12 @@ std::string Decode(const std::string& text) {
   return out;
 }
 
+// The line at `at` (without its '\n'); "" once the input is used up.
 std::string Line(const std::string& input, std::size_t& at) {
+  if (at >= input.size()) {
+    at = input.size();
+    return "";
+  }
   std::size_t end = input.find('\n', at);
   if (end == std::string::npos) end = input.size();
   std::string line = input.substr(at, end - at);
