@@ -78,8 +78,9 @@ class CheckedClient {
   httplib::Client client_;
 };
 
-// One server for most tests, with a short deadline so that the page whose
-// walk never ends is answered quickly, and a web directory made here (with
+// One server for most tests, with a short deadline and no operation budget
+// (so that the deadline, not whichever limit a fast machine reaches first,
+// stops the page whose walk never ends), and a web directory made here (with
 // links into it and out of it).
 class ServeTest : public ::testing::Test {
  protected:
@@ -101,7 +102,7 @@ class ServeTest : public ::testing::Test {
     symlink((base_ + "/secret.txt").c_str(), (web_ + "/leak.txt").c_str());
     symlink((base_ + "/outside").c_str(), (web_ + "/leakdir").c_str());
     symlink("app.js", (web_ + "/alias.js").c_str());
-    server_ = new ServerProcess({kModel, "--port", "0", "--timeout", "3", "--web", web_});
+    server_ = new ServerProcess({kModel, "--port", "0", "--timeout", "3", "--max-operations", "0", "--web", web_});
     url_ = server_->Url();
     port_ = server_->Port();
   }
@@ -663,6 +664,23 @@ TEST_F(ServeTest, ACutOffNamesItsLimit) {
   EXPECT_EQ(r->status, 504);
   Json body = Json::parse(r->body);
   EXPECT_EQ(body["limit"], "time");
+}
+
+TEST(ServeBudget, AnOperationBudgetCutOffNamesItsLimit) {
+  ServerProcess server({kModel, "--port", "0", "--timeout", "0", "--max-operations", "5000"});
+  int port = server.Port();
+  ASSERT_NE(port, 0) << server.Stderr();
+  CheckedClient client(port);
+  auto r = client.Get("/api/elements/PAGE-INCOMPLETE/page");
+  ASSERT_TRUE(r);
+  EXPECT_EQ(r->status, 504);
+  EXPECT_EQ(r->body,
+            R"({"error":"agent GetPropertyPageControls used up its budget of 5000 host operations and was stopped",)"
+            R"("limit":"operations"})");
+  // The server goes on.
+  r = client.Get("/api/elements/BLK-PUMP/links");
+  ASSERT_TRUE(r);
+  EXPECT_EQ(r->status, 200);
 }
 
 TEST(ServeCors, OnlyTheNamedOriginsGetCorsHeaders) {

@@ -5,13 +5,11 @@
 #include <netdb.h>
 #include <pthread.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdlib>
 #include <iostream>
 #include <mutex>
@@ -24,6 +22,7 @@
 #include "emulator/CallService.h"
 #include "tools/serve/HttpRoutes.h"
 #include "tools/serve/HttpServer.h"
+#include "tools/serve/ModelWatcher.h"
 #include "tools/serve/OpenApiDocument.h"
 #include "tools/common/Options.h"
 #include "tools/common/ProgramPaths.h"
@@ -179,73 +178,6 @@ bool PortInUse(const std::string& bind, long port) {
   return inUse;
 }
 
-// The file's identity for the watcher: size and modification time.
-struct FileStamp {
-  bool exists = false;
-  off_t size = 0;
-  timespec mtime{};
-  bool operator==(const FileStamp& o) const {
-    return exists == o.exists && size == o.size && mtime.tv_sec == o.mtime.tv_sec && mtime.tv_nsec == o.mtime.tv_nsec;
-  }
-};
-
-FileStamp StampOf(const std::string& path) {
-  FileStamp stamp;
-  struct stat info {};
-  if (stat(path.c_str(), &info) != 0) return stamp;
-  stamp.exists = true;
-  stamp.size = info.st_size;
-  stamp.mtime = info.st_mtim;
-  return stamp;
-}
-
-// Polls the model file every 250 ms; a change that stays for one more poll
-// (so a file being written is not read half way) is reloaded.
-class ModelWatcher {
- public:
-  ModelWatcher(const ServeOptions& options, qmemu::CallService& agents, ModelEvents& events)
-      : options_(options), agents_(agents), events_(events), thread_([this] { Run(); }) {}
-  ~ModelWatcher() {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      stop_ = true;
-    }
-    wake_.notify_all();
-    thread_.join();
-  }
-
- private:
-  void Run() {
-    FileStamp seen = StampOf(options_.model), pending = seen;
-    std::unique_lock<std::mutex> lock(mutex_);
-    while (!wake_.wait_for(lock, std::chrono::milliseconds(250), [this] { return stop_; })) {
-      FileStamp now = StampOf(options_.model);
-      if (now == seen) continue;
-      if (!(now == pending)) {  // still changing: wait for one quiet poll
-        pending = now;
-        continue;
-      }
-      seen = now;
-      std::string error;
-      if (agents_.Reload(options_.model, options_.plugin, error)) {
-        std::cerr << "orv-host serve: reloaded " << options_.model << " (version " << agents_.version() << ")\n";
-        events_.Publish("model-changed", agents_.version(), "");
-      } else {
-        std::cerr << "orv-host serve: " << error << "; keeping the model loaded before\n";
-        events_.Publish("model-error", agents_.version(), error);
-      }
-    }
-  }
-
-  const ServeOptions& options_;
-  qmemu::CallService& agents_;
-  ModelEvents& events_;
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  bool stop_ = false;
-  std::thread thread_;  // last: starts when the rest is ready
-};
-
 }  // namespace
 
 int RunServe(int argc, char** argv) {
@@ -310,7 +242,7 @@ int RunServe(int argc, char** argv) {
     std::cout << "orv-host: serving " << options.model << " at " << UrlOf(options.bind, port) << std::endl;
 
     std::unique_ptr<ModelWatcher> watcher;
-    if (options.watch) watcher = std::make_unique<ModelWatcher>(options, agents, events);
+    if (options.watch) watcher = std::make_unique<ModelWatcher>(options.model, options.plugin, agents, events);
     std::thread stopper([&] {
       int signal = 0;
       sigwait(&stopSignals, &signal);
