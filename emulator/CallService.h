@@ -15,8 +15,10 @@
 #ifndef EMULATOR_CALLSERVICE_H_
 #define EMULATOR_CALLSERVICE_H_
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <shared_mutex>
 #include <string>
@@ -68,7 +70,10 @@ class CallService {
  public:
   // Uses `session` (not owned; it must outlive the service) for every call.
   CallService(Session& session, CallLimits limits, AgentReach reach = AgentReach::kPluginAgents)
-      : session_(session), limits_(limits), reach_(reach) {}
+      : session_(&session), limits_(limits), reach_(reach) {}
+  // Owns `session` (not null), so that Reload can replace it.
+  CallService(std::unique_ptr<Session> session, CallLimits limits, AgentReach reach = AgentReach::kPluginAgents)
+      : owned_(std::move(session)), session_(owned_.get()), limits_(limits), reach_(reach) {}
 
   // Runs the call under the service's lock (shared or exclusive, as above).
   // Safe to call from many threads. Never throws for anything the agent
@@ -76,16 +81,39 @@ class CallService {
   CallResult Call(const CallRequest& request);
 
   const CallLimits& limits() const { return limits_; }
-  Session& session() { return session_; }
+  // The session in use; a Reload replaces it (only callers that hold no
+  // reference across a reload may keep it).
+  Session& session() { return *session_; }
+
+  // The model's version: 1 for the model the service started with, one
+  // more for each Reload that replaced it.
+  std::uint64_t version() const { return version_.load(); }
+
+  // Loads the model file `modelPath` and, when it loads, replaces the owned
+  // session by one with the new model and `pluginPath` freshly loaded (so
+  // the plug-in's caches start empty), once the running calls are done
+  // (it holds the lock exclusively). False, with the loader's message
+  // (file:line:column) in `error`, when the file does not load or the
+  // service does not own its session: the old model then stays. False as
+  // well, with the version counted and the new model in use without a
+  // plug-in, when only the plug-in fails to load.
+  bool Reload(const std::string& modelPath, const std::string& pluginPath, std::string& error);
+
+  // Runs `work` on the model while no agent runs (the lock held
+  // exclusively) and answers the version it saw. `work` must not call the
+  // service.
+  std::uint64_t WithModel(const std::function<void(Model&)>& work);
 
  private:
   CallResult CallLocked(const CallRequest& request);
 
-  Session& session_;
+  std::unique_ptr<Session> owned_;  // null when the session is the caller's
+  Session* session_;                // never null
   const CallLimits limits_;
   const AgentReach reach_;
   std::shared_mutex lock_;
   std::mutex svg_;
+  std::atomic<std::uint64_t> version_{1};
 };
 
 }  // namespace qmemu

@@ -97,7 +97,7 @@ TEST_F(CallServiceTest, AWalkThatNeverEndsIsCutOffByTheOperationBudget) {
   CallResult result = service.Call(Request("GetPropertyPageControls", {"PAGE-INCOMPLETE", "", ""}));
   EXPECT_EQ(result.outcome.kind(), OutcomeKind::kOperationBudget);
   EXPECT_EQ(result.outcome.text(),
-            "agent GetPropertyPageControls did not finish within its budget (5000 host operations) and was stopped");
+            "agent GetPropertyPageControls used up its budget of 5000 host operations and was stopped");
   // The agent ended by its own failure rule: the message, and no answer.
   ASSERT_EQ(result.run.parameters.size(), 3u);
   EXPECT_EQ(result.run.parameters[1], "");
@@ -114,6 +114,8 @@ TEST_F(CallServiceTest, AWalkThatNeverEndsIsCutOffByTheDeadline) {
   CallService service(*session_, CallLimits{0.2, 0});
   CallResult result = service.Call(Request("GetPropertyPageControls", {"PAGE-INCOMPLETE", "", ""}));
   EXPECT_EQ(result.outcome.kind(), OutcomeKind::kTimeBudget);
+  EXPECT_EQ(result.outcome.text(),
+            "agent GetPropertyPageControls did not finish within its deadline of 0.2 s and was stopped");
   EXPECT_GE(result.milliseconds, 200.0);
   EXPECT_LT(result.milliseconds, 5000.0);
 }
@@ -149,6 +151,33 @@ TEST_F(CallServiceTest, CallsFromManyThreadsGiveTheSingleThreadedAnswers) {
     }));
   }
   for (auto& thread : threads) EXPECT_EQ(thread.get(), 25);
+}
+
+TEST_F(CallServiceTest, AReloadReplacesTheModelAndCountsTheVersion) {
+  const std::string model = std::string(ORV_SOURCE_DIR) + "/examples/model.json";
+  std::string error;
+  CallService owning(Session::Open(model, ORV_PLUGIN_PATH, error), CallLimits{});
+  ASSERT_TRUE(error.empty()) << error;
+  EXPECT_EQ(owning.version(), 1u);
+  std::size_t entities = 0;
+  EXPECT_EQ(owning.WithModel([&](Model& m) { entities = m.entities().size(); }), 1u);
+  EXPECT_GT(entities, 0u);
+
+  ASSERT_TRUE(owning.Reload(model, ORV_PLUGIN_PATH, error)) << error;
+  EXPECT_EQ(owning.version(), 2u);
+  EXPECT_TRUE(owning.Call(Request("GetNativeLinkInformation", {"BLK-PUMP", ""})).outcome.IsAnswered());
+
+  // A file that does not load keeps the model and its version.
+  EXPECT_FALSE(owning.Reload(model + ".missing", ORV_PLUGIN_PATH, error));
+  EXPECT_NE(error.find("model.json.missing"), std::string::npos) << error;
+  EXPECT_EQ(owning.version(), 2u);
+  EXPECT_TRUE(owning.Call(Request("GetNativeLinkInformation", {"BLK-PUMP", ""})).outcome.IsAnswered());
+
+  // A service over the caller's session cannot replace it.
+  CallService borrowing(*session_, CallLimits{});
+  EXPECT_FALSE(borrowing.Reload(model, ORV_PLUGIN_PATH, error));
+  EXPECT_EQ(error, "the service does not own its model");
+  EXPECT_EQ(borrowing.version(), 1u);
 }
 
 }  // namespace

@@ -388,7 +388,7 @@ TEST(PropertyPagesCli, PrintsBothAnswers) {
 TEST(PropertyPagesCli, APageWhoseWalkNeverEndsIsStoppedByTheTimeLimit) {
   auto r = orvtest::RunHost("--timeout 2 tests/data/incomplete-page.json GetPropertyPageControls SWITCH '' ''");
   EXPECT_EQ(r.status, 4);
-  EXPECT_EQ(r.err, "orv-host: agent GetPropertyPageControls did not finish within its budget (2 s) and was stopped\n");
+  EXPECT_EQ(r.err, "orv-host: agent GetPropertyPageControls did not finish within its deadline of 2 s and was stopped\n");
   // The host stopped the call through its host operations; the agent's
   // catch-all ended it by its failure rule.
   EXPECT_EQ(r.out, "parameter 1:\nSWITCH\nparameter 2:\n\nparameter 3:\nInternal error (GetPropertyPageControls).\n");

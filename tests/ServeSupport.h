@@ -13,7 +13,9 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -154,6 +156,69 @@ inline int RawRequestStatus(int port, const std::string& request) {
   // "HTTP/1.1 403 Forbidden"
   return reply.size() > 12 ? std::atoi(reply.c_str() + 9) : 0;
 }
+
+// Every answer an HTTP test receives, checked at the end against the
+// contract (docs/openapi.yaml) by tests/serve_contract_check.py: its route
+// and status must be in the document, its content type one the document
+// names, and a JSON body must match the schema.
+class ContractLog {
+ public:
+  static ContractLog& Instance() {
+    static ContractLog log;
+    return log;
+  }
+  void Record(const std::string& method, const std::string& path, int status, const std::string& type,
+              const std::string& body) {
+    static const char kHex[] = "0123456789abcdef";
+    std::string hex;
+    for (unsigned char c : body) hex += {kHex[c >> 4], kHex[c & 15]};
+    std::string line = "{\"method\": \"" + method + "\", \"path\": \"" + Escape(path) + "\", \"status\": " +
+                       std::to_string(status) + ", \"type\": \"" + Escape(type) + "\", \"body\": \"" + hex + "\"}\n";
+    std::lock_guard<std::mutex> lock(mutex_);
+    lines_ += line;
+    ++count_;
+  }
+  std::size_t Count() const { return count_; }
+  // The problems found ("" when none); runs from the source directory.
+  std::string Problems() {
+    char path[] = "/tmp/orv-contract-XXXXXX";
+    int fd = mkstemp(path);
+    if (fd < 0) return "cannot write the answers";
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      if (write(fd, lines_.data(), lines_.size()) != static_cast<ssize_t>(lines_.size())) return "short write";
+    }
+    close(fd);
+    std::string command = std::string("cd '") + ORV_SOURCE_DIR + "' && python3 tests/serve_contract_check.py "
+                          "docs/openapi.yaml " + path + " 2>&1";
+    std::string out;
+    if (FILE* p = popen(command.c_str(), "r")) {
+      char buffer[4096];
+      std::size_t n;
+      while ((n = std::fread(buffer, 1, sizeof buffer, p)) > 0) out.append(buffer, n);
+      pclose(p);
+    }
+    unlink(path);
+    return out;
+  }
+
+ private:
+  static std::string Escape(const std::string& text) {
+    std::string out;
+    for (unsigned char c : text) {
+      if (c == '"' || c == '\\') out += {'\\', static_cast<char>(c)};
+      else if (c < 0x20 || c >= 0x7f) {
+        char u[8];
+        std::snprintf(u, sizeof u, "\\u%04x", c);
+        out += u;
+      } else out += static_cast<char>(c);
+    }
+    return out;
+  }
+  std::mutex mutex_;
+  std::string lines_;
+  std::size_t count_ = 0;
+};
 
 }  // namespace orvtest
 

@@ -21,7 +21,8 @@ TEST(HttpRoutes, ParsesTheAgentBody) {
       {R"({})", true, "", {}, ""},
       {R"({"context": "@Predefined@ExternalObject", "other": 1})", true, "@Predefined@ExternalObject", {}, ""},
       {R"( {"parameters": ["\"quoted\"\r\n"]} )", true, "", {"\"quoted\"\r\n"}, ""},
-      {"", false, "", {}, "the body is no JSON text"},
+      {"", true, "", {}, ""},  // both members are optional, so the body is too
+      {" \r\n", true, "", {}, ""},
       {"{", false, "", {}, "the body is no JSON text"},
       {"{} {}", false, "", {}, "the body is no JSON text"},
       {"\"text\"", false, "", {}, "the body must be a JSON object"},
@@ -70,8 +71,8 @@ TEST(HttpRoutes, FailureAnswerOfEveryOutcome) {
        R"({"error":"the host refused the parameters of X","messages":["first","second"]})"},
       {Outcome::UnknownAgent("unknown agent 'X'"), 404, R"({"error":"unknown agent 'X'"})"},
       {Outcome::UnknownEntity("unknown entity 'a\"b'"), 404, R"({"error":"unknown entity 'a\"b'"})"},
-      {Outcome::BudgetSpent(true, "late"), 504, R"({"error":"late"})"},
-      {Outcome::BudgetSpent(false, "spent"), 504, R"({"error":"spent"})"},
+      {Outcome::BudgetSpent(true, "late"), 504, R"({"error":"late","limit":"time"})"},
+      {Outcome::BudgetSpent(false, "spent"), 504, R"({"error":"spent","limit":"operations"})"},
       {Outcome::HostFault("escaped"), 500, R"({"error":"escaped"})"},
   };
   for (const auto& row : rows) {

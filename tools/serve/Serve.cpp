@@ -1,12 +1,18 @@
 #include "tools/serve/Serve.h"
 
+#include <errno.h>
 #include <httplib.h>
+#include <netdb.h>
 #include <pthread.h>
+#include <sys/socket.h>
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <iostream>
+#include <mutex>
 #include <memory>
 #include <string>
 #include <thread>
@@ -15,6 +21,9 @@
 #include "emulator/Session.h"
 #include "emulator/CallService.h"
 #include "tools/serve/HttpRoutes.h"
+#include "tools/serve/HttpServer.h"
+#include "tools/serve/ModelWatcher.h"
+#include "tools/serve/OpenApiDocument.h"
 #include "tools/common/Options.h"
 #include "tools/common/ProgramPaths.h"
 #include "tools/serve/StaticFiles.h"
@@ -44,6 +53,11 @@ const char kUsage[] =
     "  --max-body BYTES         largest request body (default 16777216)\n"
     "  --web DIR                the client's files (default: share/orvserver/web\n"
     "                           beside the directory of orv-host)\n"
+    "  --watch                  reload the model file when it changes; a file with\n"
+    "                           errors keeps the old model (GET /api/events tells\n"
+    "                           clients about both)\n"
+    "  --cors ORIGIN            answer cross-origin requests from ORIGIN (repeatable;\n"
+    "                           off by default)\n"
     "  --help                   this text\n"
     "\n"
     "It prints one line with its URL once it listens. A call that outlives its\n"
@@ -55,6 +69,8 @@ struct ServeOptions {
   long port = 8080;
   long maxBody = 16L * 1024 * 1024;
   qmemu::CallLimits limits;
+  bool watch = false;
+  std::vector<std::string> corsOrigins;
 };
 
 const char kProgram[] = "orv-host serve";
@@ -71,6 +87,7 @@ int ParseServeOptions(int argc, char** argv, ServeOptions& options) {
   double maxOperations = static_cast<double>(options.limits.maxOperations);
   OptionParser parser(kProgram);
   parser.Flag("--help", &help, "-h");
+  parser.Flag("--watch", &options.watch);
   parser.Text("--bind", &options.bind);
   parser.Text("--plugin", &options.plugin);
   parser.Text("--web", &options.web);
@@ -78,9 +95,25 @@ int ParseServeOptions(int argc, char** argv, ServeOptions& options) {
   parser.Number("--timeout", 0, 1e6, false, "seconds from 0 to 1000000", &options.limits.seconds);
   parser.Number("--max-operations", 0, 1e15, true, "a whole number", &maxOperations);
   parser.Number("--max-body", 1, 1e10, true, "a whole number of bytes", &maxBody);
+  // --cors may be given more than once; the parser keeps one value per
+  // option, so its occurrences are taken out first.
+  std::vector<char*> rest;
+  for (int i = 0; i < argc; ++i) {
+    std::string arg = argv[i];
+    if (arg == "--") {
+      for (; i < argc; ++i) rest.push_back(argv[i]);
+      break;
+    }
+    if (arg == "--cors") {
+      if (i + 1 >= argc) return Usage("--cors needs a value");
+      options.corsOrigins.push_back(argv[++i]);
+      continue;
+    }
+    rest.push_back(argv[i]);
+  }
   std::vector<std::string> positional;
   std::string error;
-  if (!parser.Parse(argc, argv, positional, error)) return Usage(error);
+  if (!parser.Parse(static_cast<int>(rest.size()), rest.data(), positional, error)) return Usage(error);
   if (help) {
     std::cout << kUsage;
     return 0;
@@ -128,6 +161,25 @@ bool OpenWeb(const ServeOptions& options, StaticFiles& files) {
 extern "C" const char* __tsan_default_suppressions() { return "called_from_lib:libcpp-httplib.so\n"; }
 #endif
 
+namespace {
+
+// Whether `port` on `bind` is taken by another listener: a plain bind (no
+// address reuse) fails with EADDRINUSE.
+bool PortInUse(const std::string& bind, long port) {
+  addrinfo hints{};
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_PASSIVE | AI_NUMERICHOST;
+  addrinfo* found = nullptr;
+  if (getaddrinfo(bind.c_str(), std::to_string(port).c_str(), &hints, &found) != 0 || found == nullptr) return false;
+  int fd = socket(found->ai_family, found->ai_socktype, found->ai_protocol);
+  bool inUse = fd >= 0 && ::bind(fd, found->ai_addr, found->ai_addrlen) != 0 && errno == EADDRINUSE;
+  if (fd >= 0) close(fd);
+  freeaddrinfo(found);
+  return inUse;
+}
+
+}  // namespace
+
 int RunServe(int argc, char** argv) {
   ServeOptions options;
   int status = ParseServeOptions(argc, argv, options);
@@ -141,7 +193,14 @@ int RunServe(int argc, char** argv) {
   }
   StaticFiles files;
   if (!OpenWeb(options, files)) return 2;
-  qmemu::CallService agents(*session, options.limits, qmemu::AgentReach::kPluginAgents);
+  qmemu::CallService agents(std::move(session), options.limits, qmemu::AgentReach::kPluginAgents);
+  Metrics metrics;
+  ModelEvents events;
+  RouterSettings settings;
+  settings.corsOrigins = options.corsOrigins;
+  settings.maxBody = static_cast<std::uint64_t>(options.maxBody);
+  settings.openApiJson = OpenApiJson();
+  Router router(agents, files, metrics, events, settings);
 
   // The signals are taken by one thread of their own: blocked here, before
   // any thread starts, so that every thread inherits the mask.
@@ -154,41 +213,53 @@ int RunServe(int argc, char** argv) {
   int port = 0;
   {
     httplib::Server server;
-    InstallRoutes(server, agents, files);
+    InstallRoutes(server, router, events, settings.maxBody);
     server.set_payload_max_length(static_cast<std::size_t>(options.maxBody));
+    // Address reuse only (no port sharing): a second server on a busy port
+    // must fail to bind rather than listen beside the first.
+    server.set_socket_options([](socket_t sock) {
+      int yes = 1;
+      setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    });
     server.set_keep_alive_timeout(2);  // bounds how long a stop waits for idle connections
     server.set_keep_alive_max_count(1000);
     server.set_tcp_nodelay(true);  // answers leave at once, not after the peer's delayed ack
-    // Enough workers for a few browser tabs and a load test; the call
-    // service lets independent agent calls run side by side.
-    server.new_task_queue = [] { return new httplib::ThreadPool(16); };
+    // Enough workers for a few browser tabs with their event streams and a
+    // load test; the call service lets independent agent calls run side by
+    // side.
+    server.new_task_queue = [] { return new httplib::ThreadPool(24); };
     if (options.port == 0) {
       port = server.bind_to_any_port(options.bind);
     } else if (server.bind_to_port(options.bind, static_cast<int>(options.port))) {
       port = static_cast<int>(options.port);
     }
     if (port <= 0) {
-      std::cerr << "orv-host serve: cannot listen on " << options.bind << " port " << options.port << "\n";
+      std::cerr << "orv-host serve: cannot listen on " << options.bind << " port " << options.port
+                << (options.port != 0 && PortInUse(options.bind, options.port) ? ": the port is in use" : "")
+                << "\n";
       return 2;
     }
     std::cout << "orv-host: serving " << options.model << " at " << UrlOf(options.bind, port) << std::endl;
 
+    std::unique_ptr<ModelWatcher> watcher;
+    if (options.watch) watcher = std::make_unique<ModelWatcher>(options.model, options.plugin, agents, events);
     std::thread stopper([&] {
       int signal = 0;
       sigwait(&stopSignals, &signal);
+      events.Stop();  // open event streams end, so that their workers are free
       server.stop();
     });
     bool listened = server.listen_after_bind();
     if (!listened) kill(getpid(), SIGTERM);  // wakes the stopper
     stopper.join();
+    watcher.reset();
     if (!listened) {
       std::cerr << "orv-host serve: the server stopped on an error\n";
       return 2;
     }
   }
-  session.reset();  // the model is freed, then the plug-in unloaded
   std::cerr << "orv-host serve: stopped\n";
-  return 0;
+  return 0;  // the agents' session goes last: the model is freed, then the plug-in unloaded
 }
 
 }  // namespace orvtool

@@ -1,5 +1,7 @@
 #include "tools/serve/StaticFiles.h"
 
+#include <vector>
+
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -51,11 +53,42 @@ bool StaticFiles::Open(const std::string& root, std::string& error) {
   return true;
 }
 
+bool NormaliseRelativePath(std::string& path) {
+  std::vector<std::string> parts;
+  std::size_t start = 0;
+  bool trailing = path.empty() || path.back() == '/';
+  while (start <= path.size()) {
+    std::size_t end = path.find('/', start);
+    if (end == std::string::npos) end = path.size();
+    std::string part = path.substr(start, end - start);
+    if (part == "..") {
+      if (parts.empty()) return false;
+      parts.pop_back();
+      trailing = true;
+    } else if (part == ".") {
+      trailing = true;
+    } else if (!part.empty()) {
+      parts.push_back(part);
+      trailing = false;
+    }
+    start = end + 1;
+  }
+  if (path.empty() || path.back() == '/') trailing = true;
+  std::string out;
+  for (const std::string& part : parts) out += (out.empty() ? "" : "/") + part;
+  if (trailing && !out.empty()) out += "/";
+  path = out;
+  return true;
+}
+
 StaticFiles::Lookup StaticFiles::Resolve(const std::string& urlPath, std::string& file) const {
   if (root_.empty() || urlPath.empty() || urlPath[0] != '/') return Lookup::kNotFound;
   if (urlPath.find('\0') != std::string::npos) return Lookup::kRefused;
   std::string relative = urlPath.substr(1);
   if (!relative.empty() && relative[0] == '/') return Lookup::kRefused;  // an absolute path
+  // "/icons/../index.html" stays inside: only a path that climbs above the
+  // root after "." and ".." are applied is refused.
+  if (!NormaliseRelativePath(relative)) return Lookup::kRefused;
   if (ClimbsUp(relative)) return Lookup::kRefused;
   if (relative.empty() || relative.back() == '/') relative += "index.html";
   return Canonical(root_ + "/" + relative, true, file);

@@ -39,6 +39,11 @@ class StaticFiles {
   std::string root_;  // canonical, without a trailing "/"; empty = not open
 };
 
+// Applies "." and ".." segments of a relative URL path ("a/../b" -> "b",
+// "a/./" -> "a/"), dropping empty segments; a path that ends in a
+// directory keeps its "/". False when ".." climbs above the start.
+bool NormaliseRelativePath(std::string& path);
+
 // Reads a whole file. False when it cannot be read.
 bool ReadWholeFile(const std::string& path, std::string& content);
 

@@ -64,8 +64,9 @@ TEST_F(StaticFilesTest, ResolvesFilesInsideTheRootAndRefusesTheRest) {
       {"/..", L::kRefused, ""},
       {"/../secret", L::kRefused, ""},
       {"/css/../../secret", L::kRefused, ""},
-      {"/css/..", L::kRefused, ""},
-      {"/css/../index.html", L::kRefused, ""},  // no climbing at all, even back inside
+      {"/css/..", L::kFound, "/index.html"},             // ".." applied first: still inside
+      {"/css/../index.html", L::kFound, "/index.html"},
+      {"/css/./../css/site.css", L::kFound, "/css/site.css"},
       {"//etc/passwd", L::kRefused, ""},
       {"/outside-link", L::kRefused, ""},
       {"/prefix-link", L::kRefused, ""},
