@@ -119,11 +119,11 @@ std::vector<std::pair<std::string, std::string>> DiagramsShowing(const qmemu::En
     }
   };
   if (element.isKindOf("Diagram")) add(&element);
-  for (const qmemu::Entity::Link& link : element.referrers()) {
-    if (link.first != "ModelElement" || link.second == nullptr) continue;
-    const qmemu::Entity* diagram = link.second->reference("Diagram");
-    if (diagram == nullptr && link.second->owner() != nullptr && link.second->owner()->isKindOf("Diagram")) {
-      diagram = link.second->owner();
+  for (const qmemu::Entity::Referrer& link : element.referrers()) {
+    if (*link.property != "ModelElement" || link.entity == nullptr) continue;
+    const qmemu::Entity* diagram = link.entity->reference("Diagram");
+    if (diagram == nullptr && link.entity->owner() != nullptr && link.entity->owner()->isKindOf("Diagram")) {
+      diagram = link.entity->owner();
     }
     if (diagram != nullptr && diagram->isKindOf("Diagram")) add(diagram);
   }
