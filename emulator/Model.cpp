@@ -112,10 +112,14 @@ thread_local int t_pluginDepth = 0;
 qm::IVelEntity* Model::FindEntity(const std::string& name) {
   HostMonitor::Instance().Enter(HostOperation::kFindEntity, name);
   Entity* entity = find(name);
-  // Only an SVG call looks for the writer; readers never touch this state.
-  if (entity != nullptr && name == kXmlWriterPath && !handedOver_.empty()) {
-    writerFound_ = true;
-    writerFoundAt_ = HostMonitor::Instance().Count();
+  // Only an SVG call looks for the writer. The hand-over lists are shared
+  // with every thread's destroy(), so they are read under the store lock.
+  if (entity != nullptr && name == kXmlWriterPath) {
+    StoreRead reading(*this);
+    if (!handedOver_.empty()) {
+      writerFound_ = true;
+      writerFoundAt_ = HostMonitor::Instance().Count();
+    }
   }
   return entity == nullptr ? nullptr : entity->asEntity();
 }
@@ -125,6 +129,7 @@ qm::IVelEntity* Model::CreateEntity(const std::string& metaClass) {
   if (HostMonitor::Instance().CreationFails()) return nullptr;
   Entity* entity = create(metaClass);
   if (entity != nullptr && t_pluginDepth > 0) {
+    StoreWrite writing(*this);
     createdInCall_.insert(entity);
     settlingThread_ = std::this_thread::get_id();
   }
@@ -150,6 +155,7 @@ qm::Status Model::InvokeAgent(qm::IVelEntity* agent, qm::IVelEntity* context, qm
   if (declaration != nullptr && declaration->guid() == kXmlWriterPath) {
     // The plug-in writes this tree, so it holds it: not ours to free.
     Entity* written = Entity::From(context);
+    StoreWrite writing(*this);
     handedOver_.erase(std::remove(handedOver_.begin(), handedOver_.end(), written), handedOver_.end());
   }
   HostMonitor::Instance().Enter(HostOperation::kInvokeAgent, declaration == nullptr ? "" : declaration->guid());
@@ -186,6 +192,7 @@ qm::Status Model::runAgent(Entity* agent, Entity* context, qm::AgentParameters& 
 
 void Model::handOver(Entity* root) {
   if (t_pluginDepth > 0 && root != nullptr) {
+    StoreWrite writing(*this);
     handedOver_.push_back(root);
     settlingThread_ = std::this_thread::get_id();
   }
@@ -196,6 +203,7 @@ void Model::settleHandedOver() {
   // created or handed over entities settles them.
   if (settlingThread_.load() != std::this_thread::get_id()) return;
   settlingThread_ = std::thread::id();
+  StoreWrite writing(*this);  // destroy() on other threads reads these lists
   while (!createdInCall_.empty()) {
     // Every entity in the set is alive: destroy() takes out what it frees.
     Entity* entity = *createdInCall_.begin();
